@@ -1,0 +1,11 @@
+# Warnings and sanitizers for every target of the project, in one place.
+add_library(zelto_compile_options INTERFACE)
+target_compile_options(zelto_compile_options INTERFACE -Wall -Wextra -Wpedantic)
+if(ZELTO_WERROR)
+  target_compile_options(zelto_compile_options INTERFACE -Werror)
+endif()
+if(ZELTO_SANITIZE)
+  target_compile_options(zelto_compile_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(zelto_compile_options INTERFACE -fsanitize=address,undefined)
+endif()
