@@ -1,0 +1,54 @@
+#include "core/archive/Archive.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace ZeltoCore {
+
+Archive::Archive(size_t size, size_t flags) : size(size), flags(flags) {
+    if (size) {
+        data = static_cast<unsigned char*>(std::malloc(size));
+        if (!data) throw std::bad_alloc();
+    }
+}
+
+Archive::~Archive() {
+    if (ownsData) std::free(data);
+}
+
+void Archive::clear() {
+    std::free(data);
+    data = nullptr;
+    size = 0;
+    position = 0;
+    m_failed = false;
+}
+
+void Archive::reset() {
+    position = 0;
+    m_failed = false;
+}
+
+void Archive::resize(size_t newSize) {
+    if (newSize == 0) {
+        clear();
+        return;
+    }
+    auto* block = static_cast<unsigned char*>(std::malloc(newSize));
+    if (!block) throw std::bad_alloc();
+    const size_t keep = size < newSize ? size : newSize;
+    if (keep) std::memcpy(block, data, keep);
+    std::free(data);
+    data = block;
+    size = newSize;
+}
+
+Archive& operator<<(Archive& target, const Archive& source) {
+    const uint64_t n = source.size;
+    if (target.remaining() < n) target.resize(target.position + n);
+    if (n) std::memcpy(target.data + target.position, source.data, n);
+    target.position += n;
+    return target;
+}
+
+}  // namespace ZeltoCore

@@ -1,0 +1,126 @@
+// Archive: one byte buffer with one cursor shared by reads and writes.
+//
+// Writers size the buffer up front from memSize() and then write without growth; readers walk
+// the same cursor. Every read goes through read(), which refuses to run past `size`: such a read
+// copies nothing, leaves zeros and sets a sticky failure flag that failed() reports. Counts and
+// lengths are checked against the bytes left before anything is allocated for them.
+//
+//   Archive a(value.memSize(), 0);
+//   value.serialise(a); a.reset(); other.deserialise(a);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "utils/Export.h"
+
+namespace ZeltoCore {
+
+class ZELTO_API Archive {
+public:
+    static constexpr uint64_t kCurrentVersion = 5;
+
+    unsigned char* data = nullptr;
+    uint64_t position = 0;
+    uint64_t size = 0;
+    uint64_t version = kCurrentVersion;
+    std::string text;
+    uint64_t flags = 0;
+    bool ownsData = true;
+
+    Archive() = default;
+    // Allocates `size` uninitialised bytes (none for 0).
+    Archive(size_t size, size_t flags);
+    ~Archive();
+    Archive(const Archive&) = delete;
+    Archive& operator=(const Archive&) = delete;
+
+    // Releases the buffer; keeps version, text and flags.
+    void clear();
+    // Rewinds the cursor to read back what was written; also forgets a read failure.
+    void reset();
+    // Exactly newSize bytes, the first min(size, newSize) kept; position unchanged.
+    void resize(size_t newSize);
+
+    bool writeToFile(const std::string& path);
+    bool readFromFile(const std::string& path);
+    std::string encodeBase64(bool compress);
+    bool decodeBase64(const std::string& text);
+
+    // Bytes between the cursor and the end of the buffer (0 when the cursor is past it).
+    uint64_t remaining() const { return position < size ? size - position : 0; }
+    // True once a read has been refused for running past the buffer.
+    bool failed() const { return m_failed; }
+    // Marks the archive as holding bad data (used by readers that detect corruption).
+    void setFailed() { m_failed = true; }
+
+    // Raw write at the cursor. Writers size the buffer first; a write that would not fit is
+    // refused (nothing written) and flags the archive, so a sizing bug cannot corrupt memory.
+    void write(const void* src, size_t n) {
+        if (n > remaining()) {
+            m_failed = true;
+            return;
+        }
+        if (n) std::memcpy(data + position, src, n);
+        position += n;
+    }
+
+    // The one choke point of every read: false (dst zeroed, failure set) when n bytes are not left.
+    bool read(void* dst, size_t n) {
+        if (n > remaining()) {
+            if (n) std::memset(dst, 0, n);
+            m_failed = true;
+            position = size > position ? size : position;
+            return false;
+        }
+        if (n) std::memcpy(dst, data + position, n);
+        position += n;
+        return true;
+    }
+
+    // Steps over n bytes with the same bounds rule as read().
+    bool skip(size_t n) {
+        if (n > remaining()) {
+            m_failed = true;
+            position = size > position ? size : position;
+            return false;
+        }
+        position += n;
+        return true;
+    }
+
+    // Reads a 64-bit count of elements that take at least minBytesEach bytes each; a count that
+    // cannot fit in the bytes left is refused (0 returned, failure set) before any allocation.
+    bool readCount(uint64_t& count, size_t minBytesEach) {
+        if (!read(&count, sizeof(count))) {
+            count = 0;
+            return false;
+        }
+        if (minBytesEach && count > remaining() / minBytesEach) {
+            count = 0;
+            m_failed = true;
+            position = size;
+            return false;
+        }
+        return true;
+    }
+
+    // Peeks the 32-bit type id at the cursor without moving it; 0 when fewer than 4 bytes are left.
+    uint32_t peekTypeId() const {
+        uint32_t id = 0;
+        if (remaining() >= sizeof(id)) std::memcpy(&id, data + position, sizeof(id));
+        return id;
+    }
+
+private:
+    bool m_failed = false;
+};
+
+// Appends all source.size bytes at target.position, growing the target to exactly fit.
+ZELTO_API Archive& operator<<(Archive& target, const Archive& source);
+
+}  // namespace ZeltoCore
+
+#include "core/archive/Encoding.h"
