@@ -18,7 +18,8 @@ inline Archive& operator<<(Archive& a, const T& v) {
 template <class T, std::enable_if_t<isEncodable<T>, int> = 0>
 inline Archive& operator>>(Archive& a, T& v) {
     unsigned char buf[Encoding<T>::size];
-    if (a.read(buf, sizeof(buf))) Encoding<T>::load(buf, v);
+    a.read(buf, sizeof(buf));  // a refused read leaves zeros, and so does the value
+    Encoding<T>::load(buf, v);
     return a;
 }
 
@@ -45,7 +46,7 @@ inline void writeElements(Archive& a, const T* p, size_t n) {
         a.write(p, n * sizeof(T));
     } else {
         if (n * E::size > a.remaining()) {
-            a.write(nullptr, n * E::size);  // refused: flags the archive
+            a.setFailed();
             return;
         }
         unsigned char* out = a.data + a.position;

@@ -15,6 +15,7 @@
 #include <Imath/ImathVec.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -38,7 +39,9 @@ struct RawEncoding {
     static constexpr bool raw = true;
     static constexpr size_t size = sizeof(T);
     static void store(unsigned char* out, const T& v) { std::memcpy(out, &v, sizeof(T)); }
-    static void load(const unsigned char* in, T& v) { std::memcpy(&v, in, sizeof(T)); }
+    static void load(const unsigned char* in, T& v) {
+        std::memcpy(static_cast<void*>(&v), in, sizeof(T));
+    }
 };
 
 template <class T>
@@ -76,7 +79,7 @@ struct Encoding<Imath::Quat<T>> {
         std::memcpy(out + 3 * sizeof(T), &q.r, sizeof(T));
     }
     static void load(const unsigned char* in, Imath::Quat<T>& q) {
-        std::memcpy(&q.v, in, 3 * sizeof(T));
+        std::memcpy(static_cast<void*>(&q.v), in, 3 * sizeof(T));
         std::memcpy(&q.r, in + 3 * sizeof(T), sizeof(T));
     }
 };

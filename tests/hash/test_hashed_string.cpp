@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "core/hash/HashedString.h"
+#include "core/hash/MurmurHash3.h"
+
+using ZeltoCore::HashedString;
+
+TEST(HashedString, HashIsXorOfTheTwoWordsOfAFreshHash) {
+    ZeltoCore::MurmurHash3 h;
+    h.hash("hip", 3);
+    EXPECT_EQ(HashedString("hip").hash(), h.h1 ^ h.h2);
+    EXPECT_EQ(HashedString(std::string("hip")).hash(), HashedString("hip").hash());
+    EXPECT_EQ(HashedString().hash(), 0u);
+    EXPECT_TRUE(HashedString() == HashedString(""));
+
+    HashedString s;
+    s = std::string("knee");
+    EXPECT_EQ(s.hash(), HashedString("knee").hash());
+    EXPECT_EQ(s.string(), "knee");
+}
+
+TEST(HashedString, IntegerFormKeepsTheNumberAsHash) {
+    HashedString neg(-5L);
+    EXPECT_EQ(neg.string(), "-5");
+    EXPECT_EQ(neg.hash(), 0xFFFFFFFFFFFFFFFBULL);
+    EXPECT_EQ(HashedString(0L).string(), "0");
+
+    HashedString five(5L);
+    HashedString text("5");
+    EXPECT_EQ(five.string(), text.string());
+    EXPECT_FALSE(five == text);   // hashes differ
+    EXPECT_FALSE(five != "5");    // text only
+    EXPECT_FALSE(five != std::string("5"));
+}
+
+TEST(HashedString, OrderingDecidesOnHashFirst) {
+    HashedString a("a"), b("b");
+    ASSERT_NE(a.hash(), b.hash());
+    EXPECT_EQ(a < b, a.hash() < b.hash());
+    EXPECT_NE(a < b, b < a);
+    HashedString x(7L), y(7L);
+    EXPECT_FALSE(x < y);
+    EXPECT_TRUE(x == y);
+}
+
+TEST(HashedString, StringOperations) {
+    HashedString s("left_hip");
+    EXPECT_EQ(s + "_ik", "left_hip_ik");
+    EXPECT_EQ(s + std::string("!"), "left_hip!");
+    EXPECT_EQ(s.find("hip", 0), 5u);
+    EXPECT_EQ(s.rfind("l", std::string::npos), 0u);
+    EXPECT_EQ(s.find("zz", 0), std::string::npos);
+    EXPECT_EQ(s.substr(5, 3), "hip");
+    EXPECT_EQ(s.substr(s.size(), 4), "");
+    try {
+        (void)s.substr(s.size() + 1, 1);
+        FAIL() << "expected out_of_range";
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), "invalid string position");
+    }
+    EXPECT_STREQ(s.c_str(), "left_hip");
+    EXPECT_FALSE(s.empty());
+    const std::string& view = s;
+    EXPECT_EQ(view, "left_hip");
+
+    HashedString copy;
+    copy = s;
+    EXPECT_TRUE(copy == s);
+    const HashedString& alias = copy;
+    copy = alias;  // self-assignment keeps the text
+    EXPECT_EQ(copy.string(), "left_hip");
+}

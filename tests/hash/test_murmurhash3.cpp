@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iomanip>
+#include <sstream>
+
+#include "core/hash/MurmurHash3.h"
+
+using ZeltoCore::MurmurHash3;
+
+namespace {
+
+MurmurHash3 fresh(const std::string& bytes) {
+    MurmurHash3 h;
+    h.hash(bytes.data(), bytes.size());
+    return h;
+}
+
+// The state after feeding exactly these calls, one hash() per entry.
+MurmurHash3 calls(std::initializer_list<std::string> parts) {
+    MurmurHash3 h;
+    for (const std::string& p : parts) h.hash(p.data(), p.size());
+    return h;
+}
+
+template <class T>
+std::string bytesOf(const T& v, size_t n = sizeof(T)) {
+    return std::string(reinterpret_cast<const char*>(&v), n);
+}
+
+}  // namespace
+
+TEST(MurmurHash3, MatchesPublishedX64_128WithSeedZero) {
+    struct Golden {
+        std::string input;
+        uint64_t h1, h2;
+    };
+    const Golden golden[] = {
+        {"", 0, 0},
+        {"hello", 0xcbd8a7b341bd9b02ULL, 0x5b1e906a48ae1d19ULL},
+        {"The quick brown fox jumps over the lazy dog", 0xe34bbc7bbc071b6cULL,
+         0x7a433ca9c49a9347ULL},
+    };
+    for (const Golden& g : golden) {
+        MurmurHash3 h = fresh(g.input);
+        EXPECT_EQ(h.h1, g.h1) << g.input;
+        EXPECT_EQ(h.h2, g.h2) << g.input;
+    }
+}
+
+TEST(MurmurHash3, EveryTailLengthAndBlockBoundaryIsDistinct) {
+    // 0..33 bytes cover every tail length with zero, one and two whole blocks.
+    std::string data;
+    std::vector<MurmurHash3> seen;
+    for (int n = 0; n <= 33; ++n) {
+        MurmurHash3 h = fresh(data);
+        for (const MurmurHash3& other : seen) EXPECT_NE(h, other) << n;
+        seen.push_back(h);
+        data.push_back(static_cast<char>('a' + n % 26));
+    }
+}
+
+TEST(MurmurHash3, StateIsTheSeedSoTheCutMatters) {
+    EXPECT_NE(calls({"ab", "c"}), calls({"abc"}));
+    MurmurHash3 h = fresh("x");
+    MurmurHash3 before = h;
+    h.hash(nullptr, 0);  // finalisation still runs
+    EXPECT_NE(h, before);
+    MurmurHash3 zero;
+    zero.hash(nullptr, 0);
+    EXPECT_EQ(zero, MurmurHash3());
+}
+
+TEST(MurmurHash3, ScalarAppendsFeedTheirOwnWidthInOneCall) {
+    MurmurHash3 h;
+    h.append(true);
+    EXPECT_EQ(h, calls({std::string(1, '\1')}));
+    h = MurmurHash3();
+    h.append(static_cast<short>(-2));
+    EXPECT_EQ(h, calls({bytesOf(static_cast<short>(-2))}));
+    h = MurmurHash3();
+    h.append(int64_t{7});
+    EXPECT_EQ(h, calls({bytesOf(int64_t{7})}));
+    h = MurmurHash3();
+    h.append(2.5f);
+    EXPECT_EQ(h, calls({bytesOf(2.5f)}));
+    h = MurmurHash3();
+    h.append(std::string("abc"));
+    MurmurHash3 c;
+    c.append("abc");
+    EXPECT_EQ(h, c);
+    EXPECT_EQ(h, fresh("abc"));
+
+    MurmurHash3 inner = fresh("inner");
+    h = MurmurHash3();
+    h.append(inner);
+    EXPECT_EQ(h, calls({bytesOf(inner.h1) + bytesOf(inner.h2)}));
+}
+
+TEST(MurmurHash3, ImathAppendsFollowTheirCutRules) {
+    const Imath::V4d v4(1, 2, 3, 4);
+    MurmurHash3 h;
+    h.append(v4);
+    EXPECT_EQ(h, calls({bytesOf(1.0), bytesOf(2.0), bytesOf(3.0), bytesOf(4.0)}));
+
+    const Imath::Quatf q(0.5f, 1.f, 2.f, 3.f);
+    h = MurmurHash3();
+    h.append(q);
+    EXPECT_EQ(h, calls({bytesOf(q.r), bytesOf(q.v)}));
+
+    const Imath::Box3i box(Imath::V3i(1, 2, 3), Imath::V3i(4, 5, 6));
+    h = MurmurHash3();
+    h.append(box);
+    EXPECT_EQ(h, calls({bytesOf(box.min), bytesOf(box.max)}));
+
+    const Imath::V3d v3(1, 2, 3);
+    h = MurmurHash3();
+    h.append(v3);
+    EXPECT_EQ(h, calls({bytesOf(v3)}));
+    MurmurHash3 z;
+    z.append(Imath::V3d(1, 2, 4));
+    EXPECT_NE(h, z);
+
+    MurmurHash3 qa, qb;
+    qa.append(Imath::Quatd(1, 0, 0, 0.25));
+    qb.append(Imath::Quatd(1, 0, 0, 0.5));
+    EXPECT_NE(qa, qb);
+}
+
+TEST(MurmurHash3, EulerFeedsAnglesOrderFlagsAndAxisDeterministically) {
+    const Imath::Eulerf e(0.1f, 0.2f, 0.3f, Imath::Eulerf::ZYX);
+    std::string expected = bytesOf(e.x) + bytesOf(e.y) + bytesOf(e.z);
+    expected += static_cast<char>((e.frameStatic() ? 1 : 0) | (e.initialRepeated() ? 2 : 0) |
+                                  (e.parityEven() ? 4 : 0));
+    expected += std::string(3, '\0');
+    expected += bytesOf(static_cast<int32_t>(e.initialAxis()));
+    ASSERT_EQ(expected.size(), 20u);
+    MurmurHash3 h;
+    h.append(e);
+    EXPECT_EQ(h, calls({expected}));
+
+    // An array of them is one call over the concatenation.
+    MurmurHash3 arr;
+    arr.append(std::vector<Imath::Eulerf>{e, e});
+    EXPECT_EQ(arr, calls({expected + expected}));
+
+    MurmurHash3 d;
+    d.append(Imath::Eulerd(0, 0, 0));
+    MurmurHash3 d2;
+    d2.append(Imath::Eulerd(0, 0, 0, Imath::Eulerd::YZX));
+    EXPECT_NE(d, d2);
+}
+
+TEST(MurmurHash3, VectorsAreOneCallExceptBoolsAndStrings) {
+    const std::vector<int> ints{1, 2, 3};
+    MurmurHash3 h;
+    h.append(ints);
+    EXPECT_EQ(h, calls({bytesOf(1) + bytesOf(2) + bytesOf(3)}));
+
+    MurmurHash3 nonZero = fresh("seed");
+    MurmurHash3 a = nonZero;
+    a.append(std::vector<int>{});
+    EXPECT_NE(a, nonZero);
+    a = nonZero;
+    a.append(std::string());
+    EXPECT_NE(a, nonZero);
+    a = nonZero;
+    a.append(std::vector<bool>{});
+    EXPECT_EQ(a, nonZero);
+    a = nonZero;
+    a.append(std::vector<std::string>{});
+    EXPECT_EQ(a, nonZero);
+
+    h = MurmurHash3();
+    h.append(std::vector<bool>{true, false});
+    EXPECT_EQ(h, calls({std::string(1, '\1'), std::string(1, '\0')}));
+    h = MurmurHash3();
+    h.append(std::vector<std::string>{"ab", "", "c"});
+    EXPECT_EQ(h, calls({"ab", "", "c"}));
+}
+
+TEST(MurmurHash3, OrderingIsUnsignedLexicographic) {
+    auto make = [](uint64_t a, uint64_t b) {
+        MurmurHash3 h;
+        h.h1 = a;
+        h.h2 = b;
+        return h;
+    };
+    EXPECT_LT(make(1, 5), make(2, 0));
+    EXPECT_LT(make(2, 0), make(2, 1));
+    EXPECT_LT(make(1, 0), make(~0ULL, 0));
+    EXPECT_FALSE(make(2, 1) < make(2, 1));
+    EXPECT_NE(make(2, 1), make(2, 2));
+}
+
+TEST(MurmurHash3, TextIsThirtyTwoHexDigitsAndLeavesStreamStateAlone) {
+    std::ostringstream os;
+    os << MurmurHash3();
+    EXPECT_EQ(os.str(), std::string(32, '0'));
+
+    MurmurHash3 h;
+    h.h1 = 0xABC;
+    h.h2 = 0x1234567890abcdefULL;
+    std::ostringstream s2;
+    s2 << h << ' ' << 255;
+    EXPECT_EQ(s2.str(), "0000000000000abc1234567890abcdef 255");
+
+    std::ostringstream s3;
+    s3 << std::setw(34) << std::setfill('*') << MurmurHash3() << 7;
+    EXPECT_EQ(s3.str(), "**" + std::string(32, '0') + "7");
+}
