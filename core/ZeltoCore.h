@@ -5,6 +5,7 @@
 #include "core/archive/Archive.h"
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"
+#include "core/math/Transform.h"
 #include "core/metadata/BaseTypedArrayMetadata.h"
 #include "core/metadata/Metadata.h"
 #include "core/metadata/MetadataFactory.h"
