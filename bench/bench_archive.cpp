@@ -1,0 +1,125 @@
+// Archive write/read throughput against a plain memcpy of the same bytes, in the same run.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/archive/Archive.h"
+
+using ZeltoCore::Archive;
+
+namespace {
+
+constexpr size_t kDoubles = 1000000;
+constexpr size_t kStrings = 100000;
+
+std::vector<std::string> shortStrings() {
+    std::vector<std::string> s;
+    s.reserve(kStrings);
+    for (size_t i = 0; i < kStrings; ++i) s.push_back("joint_" + std::to_string(i) + ".weight");
+    return s;
+}
+
+size_t encodedSize(const std::vector<std::string>& s) {
+    size_t n = 0;
+    for (const std::string& x : s) n += 8 + x.size();
+    return n;
+}
+
+}  // namespace
+
+static void BM_MemcpyDoubles(benchmark::State& state) {
+    std::vector<double> src(kDoubles, 1.25);
+    std::vector<unsigned char> dst(kDoubles * 8);
+    for (auto _ : state) {
+        std::memcpy(dst.data(), src.data(), dst.size());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * dst.size());
+}
+
+static void BM_ArchiveWriteDoubles(benchmark::State& state) {
+    std::vector<double> src(kDoubles, 1.25);
+    Archive a(kDoubles * 8, 0);
+    for (auto _ : state) {
+        a.position = 0;
+        for (double d : src) a << d;
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * kDoubles * 8);
+}
+
+static void BM_ArchiveReadDoubles(benchmark::State& state) {
+    Archive a(kDoubles * 8, 0);
+    for (size_t i = 0; i < kDoubles; ++i) a << double(i);
+    std::vector<double> dst(kDoubles);
+    for (auto _ : state) {
+        a.position = 0;
+        for (double& d : dst) a >> d;
+        benchmark::DoNotOptimize(dst.data());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * kDoubles * 8);
+}
+
+static void BM_ArchiveDoubleVector(benchmark::State& state) {
+    std::vector<double> src(kDoubles, 1.25);
+    std::vector<double> dst;
+    Archive a(8 + kDoubles * 8, 0);
+    for (auto _ : state) {
+        a.position = 0;
+        a << src;
+        a.position = 0;
+        a >> dst;
+        benchmark::DoNotOptimize(dst.data());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * kDoubles * 8 * 2);
+}
+
+static void BM_MemcpyStrings(benchmark::State& state) {
+    const std::vector<std::string> src = shortStrings();
+    std::vector<unsigned char> dst(encodedSize(src));
+    for (auto _ : state) {
+        unsigned char* p = dst.data();
+        for (const std::string& s : src) {
+            const uint64_t n = s.size();
+            std::memcpy(p, &n, 8);
+            std::memcpy(p + 8, s.data(), n);
+            p += 8 + n;
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * dst.size());
+}
+
+static void BM_ArchiveWriteStrings(benchmark::State& state) {
+    const std::vector<std::string> src = shortStrings();
+    Archive a(encodedSize(src), 0);
+    for (auto _ : state) {
+        a.position = 0;
+        for (const std::string& s : src) a << s;
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * a.size);
+}
+
+static void BM_ArchiveReadStrings(benchmark::State& state) {
+    const std::vector<std::string> src = shortStrings();
+    Archive a(encodedSize(src), 0);
+    for (const std::string& s : src) a << s;
+    std::vector<std::string> dst(kStrings);
+    for (auto _ : state) {
+        a.position = 0;
+        for (std::string& s : dst) a >> s;
+        benchmark::DoNotOptimize(dst.data());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * a.size);
+}
+
+BENCHMARK(BM_MemcpyDoubles);
+BENCHMARK(BM_ArchiveWriteDoubles);
+BENCHMARK(BM_ArchiveReadDoubles);
+BENCHMARK(BM_ArchiveDoubleVector);
+BENCHMARK(BM_MemcpyStrings);
+BENCHMARK(BM_ArchiveWriteStrings);
+BENCHMARK(BM_ArchiveReadStrings);
