@@ -6,6 +6,7 @@
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"
 #include "core/math/Transform.h"
+#include "core/pose/JointPose.h"
 #include "core/metadata/BaseTypedArrayMetadata.h"
 #include "core/metadata/Metadata.h"
 #include "core/metadata/MetadataFactory.h"
