@@ -17,13 +17,15 @@ constexpr size_t kStrings = 100000;
 std::vector<std::string> shortStrings() {
     std::vector<std::string> s;
     s.reserve(kStrings);
-    for (size_t i = 0; i < kStrings; ++i) s.push_back("joint_" + std::to_string(i) + ".weight");
+    for (size_t i = 0; i < kStrings; ++i)
+        s.push_back("joint_" + std::to_string(i) + ".weight");
     return s;
 }
 
 size_t encodedSize(const std::vector<std::string>& s) {
     size_t n = 0;
-    for (const std::string& x : s) n += 8 + x.size();
+    for (const std::string& x : s)
+        n += 8 + x.size();
     return n;
 }
 
@@ -44,7 +46,8 @@ static void BM_ArchiveWriteDoubles(benchmark::State& state) {
     Archive a(kDoubles * 8, 0);
     for (auto _ : state) {
         a.position = 0;
-        for (double d : src) a << d;
+        for (double d : src)
+            a << d;
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * kDoubles * 8);
@@ -52,11 +55,13 @@ static void BM_ArchiveWriteDoubles(benchmark::State& state) {
 
 static void BM_ArchiveReadDoubles(benchmark::State& state) {
     Archive a(kDoubles * 8, 0);
-    for (size_t i = 0; i < kDoubles; ++i) a << double(i);
+    for (size_t i = 0; i < kDoubles; ++i)
+        a << double(i);
     std::vector<double> dst(kDoubles);
     for (auto _ : state) {
         a.position = 0;
-        for (double& d : dst) a >> d;
+        for (double& d : dst)
+            a >> d;
         benchmark::DoNotOptimize(dst.data());
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * kDoubles * 8);
@@ -97,7 +102,8 @@ static void BM_ArchiveWriteStrings(benchmark::State& state) {
     Archive a(encodedSize(src), 0);
     for (auto _ : state) {
         a.position = 0;
-        for (const std::string& s : src) a << s;
+        for (const std::string& s : src)
+            a << s;
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * a.size);
@@ -106,11 +112,13 @@ static void BM_ArchiveWriteStrings(benchmark::State& state) {
 static void BM_ArchiveReadStrings(benchmark::State& state) {
     const std::vector<std::string> src = shortStrings();
     Archive a(encodedSize(src), 0);
-    for (const std::string& s : src) a << s;
+    for (const std::string& s : src)
+        a << s;
     std::vector<std::string> dst(kStrings);
     for (auto _ : state) {
         a.position = 0;
-        for (std::string& s : dst) a >> s;
+        for (std::string& s : dst)
+            a >> s;
         benchmark::DoNotOptimize(dst.data());
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * a.size);

@@ -7,7 +7,8 @@
 
 static void BM_MurmurHash3(benchmark::State& state) {
     std::vector<unsigned char> data(static_cast<size_t>(state.range(0)));
-    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 131 + 7);
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<unsigned char>(i * 131 + 7);
     for (auto _ : state) {
         ZeltoCore::MurmurHash3 h;
         h.hash(data.data(), data.size());

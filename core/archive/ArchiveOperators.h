@@ -50,7 +50,8 @@ inline void writeElements(Archive& a, const T* p, size_t n) {
             return;
         }
         unsigned char* out = a.data + a.position;
-        for (size_t i = 0; i < n; ++i, out += E::size) E::store(out, p[i]);
+        for (size_t i = 0; i < n; ++i, out += E::size)
+            E::store(out, p[i]);
         a.position += n * E::size;
     }
 }
@@ -67,7 +68,8 @@ inline void readElements(Archive& a, T* p, size_t n) {
             return;
         }
         const unsigned char* in = a.data + a.position;
-        for (size_t i = 0; i < n; ++i, in += E::size) E::load(in, p[i]);
+        for (size_t i = 0; i < n; ++i, in += E::size)
+            E::load(in, p[i]);
         a.position += n * E::size;
     }
 }
@@ -77,7 +79,8 @@ inline Archive& operator<<(Archive& a, const std::vector<T>& v) {
     const uint64_t n = v.size();
     a.write(&n, sizeof(n));
     if constexpr (std::is_same_v<T, bool>) {
-        for (bool b : v) a << b;
+        for (bool b : v)
+            a << b;
     } else {
         writeElements(a, v.data(), v.size());
     }
@@ -104,7 +107,8 @@ inline Archive& operator>>(Archive& a, std::vector<T>& v) {
 inline Archive& operator<<(Archive& a, const std::vector<std::string>& v) {
     const uint64_t n = v.size();
     a.write(&n, sizeof(n));
-    for (const std::string& s : v) a << s;
+    for (const std::string& s : v)
+        a << s;
     return a;
 }
 
@@ -112,7 +116,8 @@ inline Archive& operator>>(Archive& a, std::vector<std::string>& v) {
     uint64_t n = 0;
     if (!a.readCount(n, sizeof(uint64_t))) return a;
     v.resize(n);
-    for (std::string& s : v) a >> s;
+    for (std::string& s : v)
+        a >> s;
     return a;
 }
 

@@ -34,7 +34,9 @@ public:
     size_t size() const { return m_text.size(); }
     bool empty() const { return m_text.empty(); }
 
-    bool operator==(const HashedString& o) const { return m_hash == o.m_hash && m_text == o.m_text; }
+    bool operator==(const HashedString& o) const {
+        return m_hash == o.m_hash && m_text == o.m_text;
+    }
     // Text only; the hash plays no part.
     bool operator!=(const std::string& s) const { return m_text != s; }
     bool operator!=(const char* s) const { return m_text != s; }

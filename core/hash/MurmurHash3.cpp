@@ -7,7 +7,9 @@
 namespace ZeltoCore {
 namespace {
 
-inline uint64_t rotl64(uint64_t x, int r) { return (x << r) | (x >> (64 - r)); }
+inline uint64_t rotl64(uint64_t x, int r) {
+    return (x << r) | (x >> (64 - r));
+}
 
 inline uint64_t fmix64(uint64_t k) {
     k ^= k >> 33;
@@ -25,7 +27,8 @@ template <class T>
 void appendEulers(MurmurHash3& h, const std::vector<Imath::Euler<T>>& v) {
     constexpr size_t n = eulerHashSize<T>();
     std::vector<unsigned char> bytes(v.size() * n);
-    for (size_t i = 0; i < v.size(); ++i) eulerHashBytes(v[i], bytes.data() + i * n);
+    for (size_t i = 0; i < v.size(); ++i)
+        eulerHashBytes(v[i], bytes.data() + i * n);
     h.hash(bytes.data(), bytes.size());
 }
 
@@ -64,12 +67,24 @@ void MurmurHash3::hash(const void* key, size_t len) {
     uint64_t k1 = 0;
     uint64_t k2 = 0;
     switch (len & 15) {
-        case 15: k2 ^= uint64_t(tail[14]) << 48; [[fallthrough]];
-        case 14: k2 ^= uint64_t(tail[13]) << 40; [[fallthrough]];
-        case 13: k2 ^= uint64_t(tail[12]) << 32; [[fallthrough]];
-        case 12: k2 ^= uint64_t(tail[11]) << 24; [[fallthrough]];
-        case 11: k2 ^= uint64_t(tail[10]) << 16; [[fallthrough]];
-        case 10: k2 ^= uint64_t(tail[9]) << 8; [[fallthrough]];
+        case 15:
+            k2 ^= uint64_t(tail[14]) << 48;
+            [[fallthrough]];
+        case 14:
+            k2 ^= uint64_t(tail[13]) << 40;
+            [[fallthrough]];
+        case 13:
+            k2 ^= uint64_t(tail[12]) << 32;
+            [[fallthrough]];
+        case 12:
+            k2 ^= uint64_t(tail[11]) << 24;
+            [[fallthrough]];
+        case 11:
+            k2 ^= uint64_t(tail[10]) << 16;
+            [[fallthrough]];
+        case 10:
+            k2 ^= uint64_t(tail[9]) << 8;
+            [[fallthrough]];
         case 9:
             k2 ^= uint64_t(tail[8]);
             k2 *= c2;
@@ -77,13 +92,27 @@ void MurmurHash3::hash(const void* key, size_t len) {
             k2 *= c1;
             b ^= k2;
             [[fallthrough]];
-        case 8: k1 ^= uint64_t(tail[7]) << 56; [[fallthrough]];
-        case 7: k1 ^= uint64_t(tail[6]) << 48; [[fallthrough]];
-        case 6: k1 ^= uint64_t(tail[5]) << 40; [[fallthrough]];
-        case 5: k1 ^= uint64_t(tail[4]) << 32; [[fallthrough]];
-        case 4: k1 ^= uint64_t(tail[3]) << 24; [[fallthrough]];
-        case 3: k1 ^= uint64_t(tail[2]) << 16; [[fallthrough]];
-        case 2: k1 ^= uint64_t(tail[1]) << 8; [[fallthrough]];
+        case 8:
+            k1 ^= uint64_t(tail[7]) << 56;
+            [[fallthrough]];
+        case 7:
+            k1 ^= uint64_t(tail[6]) << 48;
+            [[fallthrough]];
+        case 6:
+            k1 ^= uint64_t(tail[5]) << 40;
+            [[fallthrough]];
+        case 5:
+            k1 ^= uint64_t(tail[4]) << 32;
+            [[fallthrough]];
+        case 4:
+            k1 ^= uint64_t(tail[3]) << 24;
+            [[fallthrough]];
+        case 3:
+            k1 ^= uint64_t(tail[2]) << 16;
+            [[fallthrough]];
+        case 2:
+            k1 ^= uint64_t(tail[1]) << 8;
+            [[fallthrough]];
         case 1:
             k1 ^= uint64_t(tail[0]);
             k1 *= c1;
@@ -91,7 +120,8 @@ void MurmurHash3::hash(const void* key, size_t len) {
             k1 *= c2;
             a ^= k1;
             break;
-        default: break;
+        default:
+            break;
     }
 
     a ^= len;
@@ -111,7 +141,9 @@ void MurmurHash3::append(bool v) {
     hash(&byte, 1);
 }
 
-void MurmurHash3::append(const char* s) { hash(s, std::strlen(s)); }
+void MurmurHash3::append(const char* s) {
+    hash(s, std::strlen(s));
+}
 
 void MurmurHash3::append(const MurmurHash3& other) {
     const uint64_t words[2] = {other.h1, other.h2};
@@ -130,15 +162,21 @@ void MurmurHash3::append(const Imath::Euler<double>& e) {
     hash(bytes, sizeof(bytes));
 }
 
-void MurmurHash3::append(const std::vector<Imath::Euler<float>>& v) { appendEulers(*this, v); }
-void MurmurHash3::append(const std::vector<Imath::Euler<double>>& v) { appendEulers(*this, v); }
+void MurmurHash3::append(const std::vector<Imath::Euler<float>>& v) {
+    appendEulers(*this, v);
+}
+void MurmurHash3::append(const std::vector<Imath::Euler<double>>& v) {
+    appendEulers(*this, v);
+}
 
 void MurmurHash3::append(const std::vector<std::string>& v) {
-    for (const std::string& s : v) hash(s.data(), s.size());
+    for (const std::string& s : v)
+        hash(s.data(), s.size());
 }
 
 void MurmurHash3::append(const std::vector<bool>& v) {
-    for (bool b : v) append(b);
+    for (bool b : v)
+        append(b);
 }
 
 std::ostream& operator<<(std::ostream& os, const MurmurHash3& h) {

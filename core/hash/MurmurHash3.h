@@ -65,7 +65,8 @@ public:
     }
     template <class T>
     void append(const Imath::Vec4<T>& v) {
-        for (int i = 0; i < 4; ++i) hash(&v[i], sizeof(T));
+        for (int i = 0; i < 4; ++i)
+            hash(&v[i], sizeof(T));
     }
     template <class T>
     void append(const Imath::Quat<T>& q) {
@@ -114,8 +115,8 @@ template <class T>
 void eulerHashBytes(const Imath::Euler<T>& e, unsigned char* out) {
     std::memcpy(out, &e.x, 3 * sizeof(T));
     unsigned char* tail = out + 3 * sizeof(T);
-    tail[0] = static_cast<unsigned char>((e.frameStatic() ? 1 : 0) |
-                                         (e.initialRepeated() ? 2 : 0) | (e.parityEven() ? 4 : 0));
+    tail[0] = static_cast<unsigned char>((e.frameStatic() ? 1 : 0) | (e.initialRepeated() ? 2 : 0) |
+                                         (e.parityEven() ? 4 : 0));
     tail[1] = tail[2] = tail[3] = 0;
     const int32_t axis = static_cast<int32_t>(e.initialAxis());
     std::memcpy(tail + 4, &axis, 4);

@@ -26,13 +26,11 @@ public:
     virtual void getBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2, double weight,
                                                     std::shared_ptr<Metadata>& result) const = 0;
     virtual std::shared_ptr<Metadata> getDoubleBlendedBasicTypeMetadata(
-        size_t index1, size_t index2, double weight1, size_t index3, size_t index4,
-        double weight2, double weight) const = 0;
-    virtual void getDoubleBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2,
-                                                          double weight1, size_t index3,
-                                                          size_t index4, double weight2,
-                                                          double weight,
-                                                          std::shared_ptr<Metadata>& result) const = 0;
+        size_t index1, size_t index2, double weight1, size_t index3, size_t index4, double weight2,
+        double weight) const = 0;
+    virtual void getDoubleBlendedBasicTypeMetadataInPlace(
+        size_t index1, size_t index2, double weight1, size_t index3, size_t index4, double weight2,
+        double weight, std::shared_ptr<Metadata>& result) const = 0;
     virtual size_t size() const = 0;
     virtual void reverse() = 0;
     // All elements equal within a fixed tolerance.

@@ -15,12 +15,22 @@ bool Metadata::setWithValuesAndWeights(const std::vector<std::shared_ptr<Metadat
     return false;
 }
 
-bool Metadata::isEqual(Metadata* other, double) const { return other == this; }
-bool Metadata::isGreater(Metadata*) const { return false; }
-bool Metadata::isLess(Metadata*) const { return false; }
-bool Metadata::isArray() const { return false; }
+bool Metadata::isEqual(Metadata* other, double) const {
+    return other == this;
+}
+bool Metadata::isGreater(Metadata*) const {
+    return false;
+}
+bool Metadata::isLess(Metadata*) const {
+    return false;
+}
+bool Metadata::isArray() const {
+    return false;
+}
 
 BaseTypedArrayMetadata::~BaseTypedArrayMetadata() = default;
-bool BaseTypedArrayMetadata::isArray() const { return true; }
+bool BaseTypedArrayMetadata::isArray() const {
+    return true;
+}
 
 }  // namespace ZeltoCore

@@ -10,14 +10,15 @@ MetadataFactory& MetadataFactory::instance() {
     return factory;
 }
 
-void MetadataFactory::registerMetadata(const std::string& name, unsigned int id,
-                                       Creator creator) {
+void MetadataFactory::registerMetadata(const std::string& name, unsigned int id, Creator creator) {
     if (m_creators.count(name)) return;
     m_names[id] = name;
     m_creators[name] = creator;
 }
 
-void MetadataFactory::deregisterMetadata(const std::string& name) { m_creators.erase(name); }
+void MetadataFactory::deregisterMetadata(const std::string& name) {
+    m_creators.erase(name);
+}
 
 Metadata* MetadataFactory::createMetadataRawPtr(const std::string& name) {
     auto it = m_creators.find(name);
@@ -45,15 +46,19 @@ const std::string MetadataFactory::getMetadataName(unsigned int id) {
 std::vector<std::string> MetadataFactory::getRegisteredMetadata() {
     std::vector<std::string> names;
     names.reserve(m_creators.size());
-    for (const auto& entry : m_creators) names.push_back(entry.first);
+    for (const auto& entry : m_creators)
+        names.push_back(entry.first);
     return names;
 }
 
-bool MetadataFactory::isRegistered(const std::string& name) { return m_creators.count(name) != 0; }
+bool MetadataFactory::isRegistered(const std::string& name) {
+    return m_creators.count(name) != 0;
+}
 
 std::shared_ptr<Metadata> readMetadata(Archive& archive) {
     if (archive.remaining() < sizeof(uint32_t)) return nullptr;
-    std::shared_ptr<Metadata> value = MetadataFactory::instance().createMetadata(archive.peekTypeId());
+    std::shared_ptr<Metadata> value =
+        MetadataFactory::instance().createMetadata(archive.peekTypeId());
     if (!value) return nullptr;
     const bool wasFailed = archive.failed();
     if (!value->deserialise(archive) || (!wasFailed && archive.failed())) return nullptr;

@@ -28,7 +28,8 @@ TEST(Archive, ConstructionStates) {
 
 TEST(Archive, ResizeKeepsPrefixAndPosition) {
     Archive a(8, 0);
-    for (int i = 0; i < 8; ++i) a.data[i] = static_cast<unsigned char>(i + 1);
+    for (int i = 0; i < 8; ++i)
+        a.data[i] = static_cast<unsigned char>(i + 1);
     a.position = 6;
     a.resize(4);
     EXPECT_EQ(a.size, 4u);
@@ -61,7 +62,8 @@ TEST(Archive, ClearAndResetKeepMetadataFields) {
 
 TEST(Archive, AppendGrowsToExactFitAndCopiesWholeSource) {
     Archive source(10, 0);
-    for (int i = 0; i < 10; ++i) source.data[i] = static_cast<unsigned char>(0xA0 + i);
+    for (int i = 0; i < 10; ++i)
+        source.data[i] = static_cast<unsigned char>(0xA0 + i);
     source.position = 3;  // ignored: the whole buffer goes
 
     Archive target(16, 0);

@@ -67,11 +67,10 @@ TEST(Encoding, StringsAndVectorsCarryA64BitCount) {
     expectLayout<std::string>("abc", le<uint64_t>(3) + "abc");
     expectLayout<std::vector<int>>({}, std::string(8, '\0'));
     expectLayout<std::vector<short>>({1, -1}, le<uint64_t>(2) + le<short>(1) + le<short>(-1));
-    expectLayout<std::vector<std::string>>({"a", ""}, le<uint64_t>(2) + le<uint64_t>(1) + "a" +
-                                                          le<uint64_t>(0));
+    expectLayout<std::vector<std::string>>(
+        {"a", ""}, le<uint64_t>(2) + le<uint64_t>(1) + "a" + le<uint64_t>(0));
     expectLayout<std::vector<bool>>({true, false}, le<uint64_t>(2) + "\x01" + std::string(1, '\0'));
-    expectLayout<std::vector<Imath::V2f>>({Imath::V2f(1, 2)},
-                                          le<uint64_t>(1) + le(1.f) + le(2.f));
+    expectLayout<std::vector<Imath::V2f>>({Imath::V2f(1, 2)}, le<uint64_t>(1) + le(1.f) + le(2.f));
 }
 
 TEST(Encoding, ImathValuesComponentByComponent) {

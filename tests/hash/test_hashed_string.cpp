@@ -30,8 +30,8 @@ TEST(HashedString, IntegerFormKeepsTheNumberAsHash) {
     HashedString five(5L);
     HashedString text("5");
     EXPECT_EQ(five.string(), text.string());
-    EXPECT_FALSE(five == text);   // hashes differ
-    EXPECT_FALSE(five != "5");    // text only
+    EXPECT_FALSE(five == text);  // hashes differ
+    EXPECT_FALSE(five != "5");   // text only
     EXPECT_FALSE(five != std::string("5"));
 }
 

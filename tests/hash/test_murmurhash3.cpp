@@ -19,7 +19,8 @@ MurmurHash3 fresh(const std::string& bytes) {
 // The state after feeding exactly these calls, one hash() per entry.
 MurmurHash3 calls(std::initializer_list<std::string> parts) {
     MurmurHash3 h;
-    for (const std::string& p : parts) h.hash(p.data(), p.size());
+    for (const std::string& p : parts)
+        h.hash(p.data(), p.size());
     return h;
 }
 
@@ -54,7 +55,8 @@ TEST(MurmurHash3, EveryTailLengthAndBlockBoundaryIsDistinct) {
     std::vector<MurmurHash3> seen;
     for (int n = 0; n <= 33; ++n) {
         MurmurHash3 h = fresh(data);
-        for (const MurmurHash3& other : seen) EXPECT_NE(h, other) << n;
+        for (const MurmurHash3& other : seen)
+            EXPECT_NE(h, other) << n;
         seen.push_back(h);
         data.push_back(static_cast<char>('a' + n % 26));
     }

@@ -1,0 +1,218 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "core/archive/Archive.h"
+
+using ZeltoCore::Archive;
+namespace fs = std::filesystem;
+
+namespace {
+
+class ArchiveFile : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() /
+              ("zelto_file_" + std::to_string(getpid()) + "_" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    std::string path(const std::string& name) const { return (dir / name).string(); }
+
+    static std::string slurp(const std::string& p) {
+        std::ifstream in(p, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    static void spit(const std::string& p, const std::string& bytes) {
+        std::ofstream(p, std::ios::binary) << bytes;
+    }
+    template <class T>
+    static std::string le(T v) {
+        return std::string(reinterpret_cast<const char*>(&v), sizeof(v));
+    }
+    // An archive holding a recognisable state, to check that refusals leave it alone.
+    static void fill(Archive& a) {
+        a.resize(3);
+        std::memcpy(a.data, "abc", 3);
+        a.position = 2;
+        a.version = 4;
+        a.flags = 2;
+        a.text = "keep";
+    }
+    static void expectUntouched(const Archive& a) {
+        EXPECT_EQ(a.size, 3u);
+        EXPECT_EQ(std::memcmp(a.data, "abc", 3), 0);
+        EXPECT_EQ(a.position, 2u);
+        EXPECT_EQ(a.version, 4u);
+        EXPECT_EQ(a.flags, 2u);
+        EXPECT_EQ(a.text, "keep");
+    }
+
+    fs::path dir;
+};
+
+}  // namespace
+
+TEST_F(ArchiveFile, EmptyArchiveIsA37ByteHeader) {
+    Archive a;
+    ASSERT_TRUE(a.writeToFile(path("empty.zelto")));
+    const std::string bytes = slurp(path("empty.zelto"));
+    EXPECT_EQ(bytes,
+              "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) + le<uint64_t>(0));
+
+    Archive b;
+    fill(b);
+    ASSERT_TRUE(b.readFromFile(path("empty.zelto")));
+    EXPECT_EQ(b.size, 0u);
+    EXPECT_EQ(b.data, nullptr);
+    EXPECT_EQ(b.version, 5u);
+    EXPECT_EQ(b.flags, 0u);
+    EXPECT_TRUE(b.text.empty());
+}
+
+TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
+    Archive a(8, 6);
+    a << 2.5;
+    a.text = "hello";
+    ASSERT_TRUE(a.writeToFile(path("a.zelto")));
+    EXPECT_EQ(slurp(path("a.zelto")), "ZELTO" + le<uint64_t>(5) + le<uint64_t>(6) +
+                                          le<uint64_t>(0) + le<uint64_t>(5) + "hello" + le(2.5));
+    Archive b;
+    ASSERT_TRUE(b.readFromFile(path("a.zelto")));
+    EXPECT_EQ(b.flags, 6u);
+    EXPECT_EQ(b.text, "hello");
+    EXPECT_EQ(b.position, 0u);
+    double d = 0;
+    b >> d;
+    EXPECT_EQ(d, 2.5);
+    EXPECT_FALSE(fs::exists(path("a.zelto") + ".tmp"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+}
+
+TEST_F(ArchiveFile, VersionOneReservedWordsAndTextCutAtZero) {
+    // Version 1: no flags field; two reserved words are stepped over.
+    spit(path("v1"), "ZELTO" + le<uint64_t>(1) + le<uint64_t>(2) + le<uint32_t>(7) +
+                         le<uint32_t>(8) + le<uint64_t>(4) + std::string("ab\0c", 4) + "DATA");
+    Archive a;
+    a.flags = 9;
+    ASSERT_TRUE(a.readFromFile(path("v1")));
+    EXPECT_EQ(a.version, 1u);
+    EXPECT_EQ(a.flags, 0u);
+    EXPECT_EQ(a.text, "ab");
+    ASSERT_EQ(a.size, 4u);
+    EXPECT_EQ(std::memcmp(a.data, "DATA", 4), 0);
+}
+
+TEST_F(ArchiveFile, RefusalsLeaveTheArchiveUnchanged) {
+    const std::string good = "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) +
+                             le<uint64_t>(3) + "txt" + "payload";
+    spit(path("short"), good.substr(0, 12));
+    spit(path("magic"), "ZELTA" + good.substr(5));
+    spit(path("truncated_text"), good.substr(0, 37 + 2));
+    spit(path("huge_reserved"),
+         "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(~0ULL / 2) + le<uint64_t>(0));
+    spit(path("huge_text"),
+         "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) + le<uint64_t>(1ULL << 40));
+    spit(path("no_flags_room"), "ZELTO" + le<uint64_t>(5) + "ab");
+    for (const char* name : {"short", "magic", "truncated_text", "huge_reserved", "huge_text",
+                             "no_flags_room", "missing"}) {
+        Archive a;
+        fill(a);
+        EXPECT_FALSE(a.readFromFile(path(name))) << name;
+        expectUntouched(a);
+    }
+    Archive a;
+    fill(a);
+    EXPECT_FALSE(a.readFromFile(""));
+    EXPECT_FALSE(a.readFromFile(dir.string()));  // a folder is not an archive
+    expectUntouched(a);
+}
+
+TEST_F(ArchiveFile, CompressedFilesRoundTripAndAreSmaller) {
+    Archive a(80000, 1);
+    for (int i = 0; i < 10000; ++i)
+        a << double(i % 7);
+    ASSERT_TRUE(a.writeToFile(path("z")));
+    EXPECT_LT(fs::file_size(path("z")), 37u + 80000u / 4);
+    Archive b;
+    ASSERT_TRUE(b.readFromFile(path("z")));
+    ASSERT_EQ(b.size, a.size);
+    EXPECT_EQ(std::memcmp(a.data, b.data, a.size), 0);
+    EXPECT_EQ(b.flags, 1u);
+
+    // A flagged file whose data does not decompress is kept raw.
+    spit(path("raw"), "ZELTO" + le<uint64_t>(5) + le<uint64_t>(1) + le<uint64_t>(0) +
+                          le<uint64_t>(0) + "\xEEnot compressed");
+    Archive c;
+    ASSERT_TRUE(c.readFromFile(path("raw")));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(c.data), c.size), "\xEEnot compressed");
+}
+
+TEST_F(ArchiveFile, PathsExpandEnvironmentVariables) {
+    setenv("ZELTO_TEST_DIR", dir.c_str(), 1);
+    Archive a(4, 0);
+    a << int32_t{77};
+    ASSERT_TRUE(a.writeToFile("${ZELTO_TEST_DIR}/env.zelto"));
+    EXPECT_TRUE(fs::exists(path("env.zelto")));
+    Archive b;
+    ASSERT_TRUE(b.readFromFile("$ZELTO_TEST_DIR/env.zelto"));
+    EXPECT_EQ(b.size, 4u);
+}
+
+TEST_F(ArchiveFile, WriteFailuresReportFalseAndKeepTheOldFile) {
+    Archive a(4, 0);
+    a << int32_t{1};
+    EXPECT_FALSE(a.writeToFile(path("no/such/folder/x")));
+    ASSERT_TRUE(a.writeToFile(path("keep")));
+    const std::string before = slurp(path("keep"));
+    fs::create_directory(path("keep.dir"));
+    EXPECT_FALSE(a.writeToFile(path("keep.dir")));  // cannot replace a folder
+    EXPECT_EQ(slurp(path("keep")), before);
+}
+
+TEST(ArchiveBase64, RoundTripsInBothForms) {
+    Archive a(64, 0);
+    for (int i = 0; i < 8; ++i)
+        a << double(i);
+    for (bool compress : {false, true}) {
+        const std::string text = a.encodeBase64(compress);
+        if (compress) {
+            EXPECT_EQ(text.substr(text.size() - 3), "ZIP");
+        }
+        Archive b;
+        b.position = 5;
+        ASSERT_TRUE(b.decodeBase64(text));
+        EXPECT_EQ(b.position, 0u);
+        ASSERT_EQ(b.size, 64u);
+        EXPECT_EQ(std::memcmp(a.data, b.data, 64), 0);
+    }
+    EXPECT_EQ(a.encodeBase64(false), a.encodeBase64(false));
+    Archive tiny(3, 0);
+    std::memcpy(tiny.data, "foo", 3);
+    EXPECT_EQ(tiny.encodeBase64(false), "Zm9v");
+    EXPECT_EQ(Archive().encodeBase64(true), "");
+}
+
+TEST(ArchiveBase64, InvalidAndLookalikeTexts) {
+    Archive a(4, 0);
+    a << int32_t{5};
+    a.version = 3;
+    EXPECT_FALSE(a.decodeBase64(""));
+    EXPECT_EQ(a.size, 0u);
+    EXPECT_EQ(a.version, 3u);
+    EXPECT_FALSE(a.decodeBase64("!!!!"));
+    // Uncompressed text that happens to end in ZIP: decoded bytes kept as they are.
+    Archive b;
+    ASSERT_TRUE(b.decodeBase64("Zm9vZIP"));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(b.data), b.size), "foo");
+}
