@@ -30,8 +30,8 @@ bool demoArchive(std::ostream& out) {
     archive >> w >> n >> o >> q >> c;
     const bool ok = !archive.failed() && w == weight && n == name && o == offset && q == turn &&
                     c == curve && archive.position == archive.size;
-    out << "read back double, string, Vec3d, Quatd and float vector: " << (ok ? "equal" : "DIFFERENT")
-        << "\n";
+    out << "read back double, string, Vec3d, Quatd and float vector: "
+        << (ok ? "equal" : "DIFFERENT") << "\n";
 
     MurmurHash3 h;
     h.append(name);

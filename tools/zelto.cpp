@@ -19,7 +19,8 @@ int listTypes() {
         if (value) types.emplace_back(value->typeId(), name);
     }
     std::sort(types.begin(), types.end());
-    for (const auto& [id, name] : types) std::cout << id << ' ' << name << '\n';
+    for (const auto& [id, name] : types)
+        std::cout << id << ' ' << name << '\n';
     return 0;
 }
 
@@ -35,7 +36,8 @@ int main(int argc, char** argv) {
     ZeltoCore::initZeltoCore();
     CLI::App app{"zelto: inspect and exercise the character data library"};
     app.require_subcommand(1);
-    auto* types = app.add_subcommand("types", "List the registered metadata types as '<id> <name>'");
+    auto* types =
+        app.add_subcommand("types", "List the registered metadata types as '<id> <name>'");
     auto* demo = app.add_subcommand(
         "demo", "Build values, write them into an archive, read them back and check them");
     CLI11_PARSE(app, argc, argv);
