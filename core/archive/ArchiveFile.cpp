@@ -113,7 +113,8 @@ bool Archive::readFromFile(const std::string& path) {
     if (left < kMinFileSize) return false;
 
     char magic[sizeof(kMagic)];
-    if (!take(f.get(), magic, sizeof(magic), left) || std::memcmp(magic, kMagic, sizeof(kMagic)))
+    if (!take(f.get(), magic, sizeof(magic), left) ||
+        std::memcmp(magic, kMagic, sizeof(kMagic)) != 0)
         return false;
 
     // Everything is read and checked into locals first: a refused file leaves the archive as it
