@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/archive/Archive.h"
+#include "core/archive/ArchiveFileHeader.h"
 #include "utils/Base64.h"
 #include "utils/Compression.h"
 #include "utils/Environment.h"
@@ -103,47 +104,53 @@ bool Archive::writeToFile(const std::string& path) {
     return true;
 }
 
-bool Archive::readFromFile(const std::string& path) {
-    if (path.empty()) return false;
-    File f(std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
-    if (!f) return false;
+bool ArchiveFileHeader::read(std::FILE* file, ArchiveFileHeader& header) {
     struct stat st {};
-    if (fstat(fileno(f.get()), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    if (std::fseek(file, 0, SEEK_SET) != 0 || fstat(fileno(file), &st) != 0 || !S_ISREG(st.st_mode))
+        return false;
     uint64_t left = static_cast<uint64_t>(st.st_size);
     if (left < kMinFileSize) return false;
 
     char magic[sizeof(kMagic)];
-    if (!take(f.get(), magic, sizeof(magic), left) ||
-        std::memcmp(magic, kMagic, sizeof(kMagic)) != 0)
+    if (!take(file, magic, sizeof(magic), left) || std::memcmp(magic, kMagic, sizeof(kMagic)) != 0)
         return false;
-
-    // Everything is read and checked into locals first: a refused file leaves the archive as it
-    // was.
-    uint64_t fileVersion = 0, fileFlags = 0, reserved = 0, textLength = 0;
-    if (!take(f.get(), &fileVersion, 8, left)) return false;
-    if (fileVersion > 1 && !take(f.get(), &fileFlags, 8, left)) return false;
-    if (!take(f.get(), &reserved, 8, left) || reserved > left / 4) return false;
-    if (std::fseek(f.get(), static_cast<long>(reserved * 4), SEEK_CUR) != 0) return false;
+    ArchiveFileHeader h;
+    uint64_t reserved = 0, textLength = 0;
+    if (!take(file, &h.version, 8, left)) return false;
+    if (h.version > 1 && !take(file, &h.flags, 8, left)) return false;
+    if (!take(file, &reserved, 8, left) || reserved > left / 4) return false;
+    if (std::fseek(file, static_cast<long>(reserved * 4), SEEK_CUR) != 0) return false;
     left -= reserved * 4;
-    if (!take(f.get(), &textLength, 8, left) || textLength > left) return false;
-    std::string fileText(textLength, '\0');
-    if (!take(f.get(), fileText.data(), textLength, left)) return false;
-    fileText.resize(std::strlen(fileText.c_str()));
+    if (!take(file, &textLength, 8, left) || textLength > left) return false;
+    h.text.assign(textLength, '\0');
+    if (!take(file, h.text.data(), textLength, left)) return false;
+    h.text.resize(std::strlen(h.text.c_str()));
+    h.dataSize = left;
+    h.dataOffset = static_cast<uint64_t>(st.st_size) - left;
+    header = std::move(h);
+    return true;
+}
 
-    unsigned char* raw = left ? static_cast<unsigned char*>(std::malloc(left)) : nullptr;
+bool Archive::readFromFile(const std::string& path) {
+    if (path.empty()) return false;
+    File f(std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
+    ArchiveFileHeader header;
+    if (!f || !ArchiveFileHeader::read(f.get(), header)) return false;
+
+    // Everything is read before the archive changes: a refused file leaves it as it was.
+    uint64_t left = header.dataSize;
+    Block raw(left ? static_cast<unsigned char*>(std::malloc(left)) : nullptr);
     if (left && !raw) return false;
-    Block rawBlock(raw);
-    const uint64_t rawSize = left;
-    if (!take(f.get(), raw, rawSize, left)) return false;
+    if (!take(f.get(), raw.get(), header.dataSize, left)) return false;
 
     if (ownsData) std::free(data);
-    data = rawBlock.release();
-    size = rawSize;
+    data = raw.release();
+    size = header.dataSize;
     position = 0;
     ownsData = true;
-    version = fileVersion;
-    flags = fileFlags;
-    text = std::move(fileText);
+    version = header.version;
+    flags = header.flags;
+    text = std::move(header.text);
     m_failed = false;
 
     if ((flags & 1) && size) {
