@@ -1,8 +1,11 @@
-// zelto: command-line companion of the library (type listing, demo).
+// zelto: command-line companion of the library (type listing, demo, file conversion).
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -24,6 +27,41 @@ int listTypes() {
     return 0;
 }
 
+// encode: an archive file's data to its text form; decode: a text back into an archive file.
+int convertBase64(bool encode, const std::string& in, const std::string& out, bool compress) {
+    ZeltoCore::Archive archive;
+    if (encode) {
+        if (!archive.readFromFile(in)) {
+            std::cerr << "zelto: " << in << " is not a readable archive file\n";
+            return 1;
+        }
+        std::ofstream file(out, std::ios::binary);
+        file << archive.encodeBase64(compress);
+        if (!file.flush()) {
+            std::cerr << "zelto: cannot write " << out << "\n";
+            return 1;
+        }
+        return 0;
+    }
+    std::ifstream file(in, std::ios::binary);
+    if (!file) {
+        std::cerr << "zelto: cannot read " << in << "\n";
+        return 1;
+    }
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.pop_back();
+    if (!archive.decodeBase64(text)) {
+        std::cerr << "zelto: " << in << " holds no base64 text\n";
+        return 1;
+    }
+    if (!archive.writeToFile(out)) {
+        std::cerr << "zelto: cannot write " << out << "\n";
+        return 1;
+    }
+    return 0;
+}
+
 int runDemo() {
     bool ok = ZeltoTool::demoArchive(std::cout);
     std::cout << (ok ? "demo: all checks passed\n" : "demo: a check FAILED\n");
@@ -40,8 +78,23 @@ int main(int argc, char** argv) {
         app.add_subcommand("types", "List the registered metadata types as '<id> <name>'");
     auto* demo = app.add_subcommand(
         "demo", "Build values, write them into an archive, read them back and check them");
+    auto* base64 = app.add_subcommand(
+        "base64", "Convert between an archive file's data and its base64 text form");
+    base64->require_subcommand(1);
+    std::string in, out;
+    bool compress = false;
+    auto* encode =
+        base64->add_subcommand("encode", "Write the data of archive file IN as text to OUT");
+    encode->add_option("IN", in, "archive file")->required();
+    encode->add_option("OUT", out, "text file")->required();
+    encode->add_flag("--compress", compress, "compress the data first (the text then ends in ZIP)");
+    auto* decode =
+        base64->add_subcommand("decode", "Read the text in IN and write it as archive file OUT");
+    decode->add_option("IN", in, "text file")->required();
+    decode->add_option("OUT", out, "archive file")->required();
     CLI11_PARSE(app, argc, argv);
     if (types->parsed()) return listTypes();
+    if (base64->parsed()) return convertBase64(encode->parsed(), in, out, compress);
     if (demo->parsed()) return runDemo();
     return 0;
 }
