@@ -5,8 +5,8 @@
 // other.
 //
 //   ZeltoUtils::Mesh mesh;
-//   mesh.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};  mesh.faceCounts = {3};  mesh.faceIndices =
-//   {0, 1, 2};
+//   mesh.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+//   mesh.faceCounts = {3};  mesh.faceIndices = {0, 1, 2};
 #pragma once
 
 #include <cstdint>
