@@ -1,5 +1,7 @@
 #include "core/Init.h"
 
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/MapMetadata.h"
 #include "core/metadata/MetadataFactory.h"
 
 namespace ZeltoCore {
@@ -20,6 +22,8 @@ void initMetadata() {
     (void)factory;
     // Scalars.
     // Containers.
+    add<MapMetadata>(factory);
+    add<ArrayMetadata>(factory);
     // Typed arrays.
     // Poses, skeletons and hashes.
 }

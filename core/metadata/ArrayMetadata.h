@@ -1,0 +1,79 @@
+// ArrayMetadata: an ordered list of metadata values of any types.
+//
+// Every value put in is a clone, so the array never shares an element with the caller that
+// supplied it; operator[] hands out the stored object itself. An element can be empty only
+// after reading a stored element of an unknown type; empty elements are left out of the
+// archive (memSize, count and table alike), are kept empty by copies and count in hash().
+// The plain archive layout is a table of (offset, size) rows followed by the elements; with
+// archive flag 4 the elements are written and read by parallel tasks with identical bytes.
+//
+//   ArrayMetadata list;
+//   list.push_back(value); Archive a; list.serialise(a);
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "core/metadata/Metadata.h"
+#include "utils/Export.h"
+
+namespace ZeltoCore {
+
+class ZELTO_API ArrayMetadata : public Metadata {
+public:
+    static unsigned int staticTypeId() { return 2; }
+    static std::string staticTypeStr() { return "ArrayMetadata"; }
+    static Metadata* creator();
+
+    ArrayMetadata() = default;
+    // Clones of `other`'s elements, in order.
+    ArrayMetadata(const ArrayMetadata& other);
+    // Releases every held element and takes clones of `other`'s.
+    ArrayMetadata& operator=(const ArrayMetadata& other);
+    ~ArrayMetadata() override;
+
+    std::string typeStr() const override { return staticTypeStr(); }
+    unsigned int typeId() const override { return staticTypeId(); }
+    // As operator=, from `other` (an ArrayMetadata); null does nothing.
+    void copy(Metadata* other) override;
+    std::shared_ptr<Metadata> clone() const override;
+    // 12 + per element with a value (16 + its memSize()).
+    size_t memSize() const override;
+    // The element count (empty elements included), then each element's hash in order.
+    void hash(MurmurHash3& hasher) const override;
+    // Sizes an empty archive to memSize() first; false when an archive with a buffer has too
+    // little room (nothing written then).
+    bool serialise(Archive& archive) const override;
+    // Replaces every element with new objects read from the archive. False (array and cursor
+    // unchanged) for a type id other than 2 or a damaged table; false as well, keeping the
+    // elements that read, when a row points outside the buffer. Unknown types and damaged
+    // elements read as empty elements. Version-1 archives are read element after element.
+    bool deserialise(Archive& archive) override;
+    void toString(std::stringstream&) const override {}
+
+    // Appends a clone of `value` (nothing for an empty value); the caller keeps a raw `value`.
+    void push_back(const std::shared_ptr<Metadata>& value);
+    void push_back(Metadata* value);
+    // Inserts a clone before `index`; at or beyond the end it appends.
+    void insert(size_t index, const std::shared_ptr<Metadata>& value);
+    void insert(size_t index, Metadata* value);
+    // Removes the element at `index`; at or beyond the end nothing happens.
+    void erase(size_t index);
+    // The stored element; empty at or beyond the end.
+    std::shared_ptr<Metadata> operator[](size_t index);
+    std::shared_ptr<const Metadata> operator[](size_t index) const;
+    size_t size() const { return m_elements.size(); }
+    void clear() { m_elements.clear(); }
+
+private:
+    bool serialisePlain(Archive& archive) const;
+    bool deserialisePlain(Archive& archive);
+
+    std::vector<std::shared_ptr<Metadata>> m_elements;
+};
+
+// Call serialise / deserialise and return the archive; the result of the call is dropped.
+ZELTO_API Archive& operator<<(Archive& archive, const ArrayMetadata& array);
+ZELTO_API Archive& operator>>(Archive& archive, ArrayMetadata& array);
+
+}  // namespace ZeltoCore

@@ -1,0 +1,313 @@
+#include "core/metadata/MapMetadata.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <string_view>
+
+#include "core/metadata/internal/ContainerIO.h"
+
+namespace ZeltoCore {
+
+using internal::ValueRow;
+
+namespace {
+
+constexpr uint64_t kHeaderBytes = 4 + 8 + 8;  // type id, entry count, table size
+constexpr uint64_t kRowBytes = 8 + 8 + 8;     // key length, value size, value offset
+
+template <class T>
+unsigned char* put(unsigned char* out, T value) {
+    std::memcpy(out, &value, sizeof(T));
+    return out + sizeof(T);
+}
+
+bool strictlyAscending(const std::vector<std::string_view>& keys) {
+    for (size_t i = 1; i < keys.size(); ++i) {
+        if (!(keys[i - 1] < keys[i])) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+Metadata* MapMetadata::creator() {
+    return new MapMetadata();
+}
+
+MapMetadata::MapMetadata(const MapMetadata& other) : Metadata(other) {
+    for (const auto& [key, value] : other.m_entries) {
+        if (value) m_entries.emplace_hint(m_entries.end(), key, value->clone());
+    }
+}
+
+MapMetadata& MapMetadata::operator=(const MapMetadata& other) {
+    copy(const_cast<MapMetadata*>(&other));
+    return *this;
+}
+
+MapMetadata::~MapMetadata() = default;
+
+void MapMetadata::copy(Metadata* other) {
+    if (!other || other == this) return;
+    const Entries& source = static_cast<const MapMetadata*>(other)->m_entries;
+    // One merge walk over both sorted key sequences.
+    auto it = m_entries.begin();
+    for (const auto& [key, value] : source) {
+        while (it != m_entries.end() && it->first < key)
+            it = m_entries.erase(it);
+        const bool present = it != m_entries.end() && it->first == key;
+        if (!value) {
+            if (present) ++it;
+            continue;
+        }
+        if (!present) {
+            m_entries.emplace_hint(it, key, value->clone());
+            continue;
+        }
+        if (it->second && it->second->typeId() == value->typeId()) {
+            it->second->copy(value.get());
+        } else {
+            it->second = value->clone();
+        }
+        ++it;
+    }
+    m_entries.erase(it, m_entries.end());
+}
+
+std::shared_ptr<Metadata> MapMetadata::clone() const {
+    return std::make_shared<MapMetadata>(*this);
+}
+
+size_t MapMetadata::memSize() const {
+    size_t total = kHeaderBytes;
+    for (const auto& [key, value] : m_entries) {
+        if (value) total += kRowBytes + key.size() + value->memSize();
+    }
+    return total;
+}
+
+void MapMetadata::hash(MurmurHash3& hasher) const {
+    hasher.append(static_cast<uint64_t>(m_entries.size()));
+    for (const auto& [key, value] : m_entries) {
+        if (!value) continue;
+        hasher.append(key);
+        value->hash(hasher);
+    }
+}
+
+bool MapMetadata::serialise(Archive& archive) const {
+    return serialisePlain(archive);
+}
+
+bool MapMetadata::deserialise(Archive& archive) {
+    return deserialisePlain(archive);
+}
+
+bool MapMetadata::serialisePlain(Archive& archive) const {
+    std::vector<const Metadata*> values;
+    values.reserve(m_entries.size());
+    uint64_t tableSize = 0;
+    for (const auto& [key, value] : m_entries) {
+        if (!value) continue;
+        values.push_back(value.get());
+        tableSize += kRowBytes + key.size();
+    }
+    std::vector<ValueRow> rows;
+    const uint64_t areaSize = internal::layoutRows(values, rows);
+    const uint64_t total = kHeaderBytes + tableSize + areaSize;
+
+    if (archive.size == 0) archive.resize(total);
+    if (archive.remaining() < total) {
+        archive.setFailed();
+        return false;
+    }
+    unsigned char* out = archive.data + archive.position;
+    out = put<uint32_t>(out, staticTypeId());
+    out = put<uint64_t>(out, values.size());
+    out = put<uint64_t>(out, tableSize);
+    size_t r = 0;
+    for (const auto& [key, value] : m_entries) {
+        if (!value) continue;
+        out = put<uint64_t>(out, key.size());
+        if (!key.empty()) std::memcpy(out, key.data(), key.size());
+        out += key.size();
+        out = put<uint64_t>(out, rows[r].size);
+        out = put<uint64_t>(out, rows[r].offset);
+        ++r;
+    }
+    const uint64_t areaStart = static_cast<uint64_t>(out - archive.data);
+    const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+    const bool ok = internal::writeValues(archive, areaStart, values, rows, parallel);
+    archive.position = areaStart + areaSize;
+    if (!ok) archive.setFailed();
+    return ok;
+}
+
+bool MapMetadata::deserialisePlain(Archive& archive) {
+    if (archive.size == 0) return false;
+    const uint64_t start = archive.position;
+    uint32_t id = 0;
+    if (!archive.read(&id, sizeof(id)) || id != staticTypeId()) {
+        archive.position = start;
+        return false;
+    }
+
+    // The whole table first: nothing in the map changes until it has been read intact. Keys
+    // stay views into the buffer until they are needed as map keys.
+    uint64_t count = 0;
+    uint64_t tableSize = 0;
+    bool ok = archive.readCount(count, kRowBytes) && archive.read(&tableSize, sizeof(tableSize));
+    std::vector<std::string_view> keys;
+    std::vector<ValueRow> rows;
+    if (ok) {
+        keys.reserve(count);
+        rows.reserve(count);
+    }
+    for (uint64_t i = 0; ok && i < count; ++i) {
+        uint64_t length = 0;
+        ValueRow row;
+        if (!archive.readCount(length, 1)) {
+            ok = false;
+            break;
+        }
+        const char* key = reinterpret_cast<const char*>(archive.data + archive.position);
+        ok = archive.skip(length) && archive.read(&row.size, sizeof(row.size)) &&
+             archive.read(&row.offset, sizeof(row.offset));
+        keys.emplace_back(key, length);
+        rows.push_back(row);
+    }
+    if (!ok) {
+        archive.position = start;
+        return false;
+    }
+    const uint64_t areaStart = archive.position;
+
+    // Held values are reused when the map holds exactly the stored keys.
+    const bool sorted = strictlyAscending(keys);
+    std::vector<iterator> held;
+    bool reuse = count == m_entries.size();
+    if (reuse && count) {
+        std::vector<size_t> order;
+        if (!sorted) {
+            order.resize(count);
+            std::iota(order.begin(), order.end(), size_t(0));
+            std::sort(order.begin(), order.end(),
+                      [&keys](size_t a, size_t b) { return keys[a] < keys[b]; });
+        }
+        held.resize(count);
+        auto it = m_entries.begin();
+        for (size_t j = 0; j < count; ++j, ++it) {
+            const size_t i = sorted ? j : order[j];
+            if (std::string_view(it->first) != keys[i]) {
+                reuse = false;
+                break;
+            }
+            held[i] = it;
+        }
+    }
+
+    std::vector<std::shared_ptr<Metadata>> results(count);
+    if (reuse) {
+        for (size_t i = 0; i < count; ++i)
+            results[i] = held[i]->second;
+    }
+    const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+    const bool intact = internal::readValues(archive, areaStart, rows, results, reuse, parallel);
+
+    if (reuse) {
+        for (size_t i = 0; i < count; ++i)
+            held[i]->second = std::move(results[i]);
+    } else {
+        m_entries.clear();
+        for (size_t i = 0; i < count; ++i) {
+            if (sorted) {
+                m_entries.emplace_hint(m_entries.end(), std::string(keys[i]),
+                                       std::move(results[i]));
+            } else {
+                m_entries[std::string(keys[i])] = std::move(results[i]);
+            }
+        }
+    }
+
+    uint64_t end = areaStart;
+    if (count) {
+        const ValueRow& last = rows.back();
+        const uint64_t available = archive.size - areaStart;
+        end = last.offset <= available && last.size <= available - last.offset
+                  ? areaStart + last.offset + last.size
+                  : archive.size;
+    }
+    archive.position = end;
+    if (!intact) archive.setFailed();
+    return intact;
+}
+
+void MapMetadata::addEntry(const std::string& key, const std::shared_ptr<Metadata>& value,
+                           bool deepCopy) {
+    if (!value) return;
+    if (!deepCopy) {
+        m_entries[key] = value;
+        return;
+    }
+    std::shared_ptr<Metadata>& slot = m_entries[key];
+    if (slot && slot->typeId() == value->typeId()) {
+        slot->copy(value.get());
+    } else {
+        slot = value->clone();
+    }
+}
+
+void MapMetadata::addEntry(const std::string& key, const std::shared_ptr<const Metadata>& value) {
+    if (value) m_entries[key] = value->clone();
+}
+
+void MapMetadata::addEntry(const std::string& key, Metadata* value) {
+    if (value) m_entries[key] = value->clone();
+}
+
+void MapMetadata::insertEntry(const std::string& key, std::shared_ptr<Metadata> value) {
+    if (value) m_entries[key] = std::move(value);
+}
+
+void MapMetadata::addEmptyEntry(const std::string& key) {
+    m_entries[key].reset();
+}
+
+std::shared_ptr<Metadata> MapMetadata::getEntry(const std::string& key) {
+    auto it = m_entries.find(key);
+    return it == m_entries.end() ? nullptr : it->second;
+}
+
+std::shared_ptr<const Metadata> MapMetadata::getEntry(const std::string& key) const {
+    auto it = m_entries.find(key);
+    return it == m_entries.end() ? nullptr : it->second;
+}
+
+bool MapMetadata::hasKey(const std::string& key) const {
+    return m_entries.count(key) != 0;
+}
+
+void MapMetadata::eraseEntry(const std::string& key) {
+    m_entries.erase(key);
+}
+
+std::vector<std::string> MapMetadata::getKeys() const {
+    std::vector<std::string> keys;
+    keys.reserve(m_entries.size());
+    for (const auto& entry : m_entries)
+        keys.push_back(entry.first);
+    return keys;
+}
+
+Archive& operator<<(Archive& archive, const MapMetadata& map) {
+    map.serialise(archive);
+    return archive;
+}
+
+Archive& operator>>(Archive& archive, MapMetadata& map) {
+    map.deserialise(archive);
+    return archive;
+}
+
+}  // namespace ZeltoCore

@@ -1,0 +1,99 @@
+// Test-only metadata values with a known byte layout and a count of live objects, so that the
+// container tests do not depend on the value families and can observe allocations.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "core/metadata/Metadata.h"
+#include "core/metadata/MetadataFactory.h"
+
+namespace ZeltoTest {
+
+// A value of type T under type id Id: 4 bytes of id then the bytes of T.
+template <unsigned Id, class T>
+class Probe : public ZeltoCore::Metadata {
+public:
+    static inline std::atomic<int> created{0};
+
+    explicit Probe(T v = T()) : value(v) { ++created; }
+    Probe(const Probe& o) : ZeltoCore::Metadata(o), value(o.value) { ++created; }
+
+    static unsigned int staticTypeId() { return Id; }
+    static std::string staticTypeStr() { return "Probe" + std::to_string(Id) + "Metadata"; }
+    static ZeltoCore::Metadata* creator() { return new Probe(); }
+    static void registerType() {
+        ZeltoCore::MetadataFactory::instance().registerMetadata(staticTypeStr(), Id, &creator);
+    }
+
+    std::string typeStr() const override { return staticTypeStr(); }
+    unsigned int typeId() const override { return Id; }
+    void copy(ZeltoCore::Metadata* other) override {
+        if (other) value = static_cast<Probe*>(other)->value;
+    }
+    std::shared_ptr<ZeltoCore::Metadata> clone() const override {
+        return std::make_shared<Probe>(*this);
+    }
+    size_t memSize() const override { return 4 + sizeof(T); }
+    void hash(ZeltoCore::MurmurHash3& h) const override { h.append(value); }
+    bool serialise(ZeltoCore::Archive& a) const override {
+        if (a.size == 0) a.resize(memSize());
+        const uint32_t id = Id;
+        a.write(&id, 4);
+        a.write(&value, sizeof(T));
+        return !a.failed();
+    }
+    bool deserialise(ZeltoCore::Archive& a) override {
+        uint32_t id = 0;
+        return a.read(&id, 4) && a.read(&value, sizeof(T));
+    }
+    void toString(std::stringstream& s) const override { s << value; }
+
+    T value;
+};
+
+using IntProbe = Probe<901, int32_t>;
+using DoubleProbe = Probe<902, double>;
+
+inline std::shared_ptr<ZeltoCore::Metadata> intProbe(int32_t v) {
+    return std::make_shared<IntProbe>(v);
+}
+inline std::shared_ptr<ZeltoCore::Metadata> doubleProbe(double v) {
+    return std::make_shared<DoubleProbe>(v);
+}
+inline int32_t intOf(const std::shared_ptr<const ZeltoCore::Metadata>& m) {
+    return static_cast<const IntProbe&>(*m).value;
+}
+
+// Little-endian byte builder for expected layouts.
+struct Bytes {
+    std::string b;
+    template <class T>
+    Bytes& num(T v) {
+        b.append(reinterpret_cast<const char*>(&v), sizeof(T));
+        return *this;
+    }
+    Bytes& u32(uint32_t v) { return num(v); }
+    Bytes& u64(uint64_t v) { return num(v); }
+    Bytes& str(const std::string& s) {
+        b += s;
+        return *this;
+    }
+};
+
+inline std::string bytesOf(const ZeltoCore::Archive& a) {
+    return std::string(reinterpret_cast<const char*>(a.data), a.size);
+}
+
+// An archive holding a copy of `bytes`.
+inline void loadBytes(ZeltoCore::Archive& a, const std::string& bytes) {
+    a.clear();
+    a.resize(bytes.size());
+    if (!bytes.empty()) std::memcpy(a.data, bytes.data(), bytes.size());
+    a.reset();
+}
+
+}  // namespace ZeltoTest
