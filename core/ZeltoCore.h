@@ -12,6 +12,7 @@
 #include "core/metadata/Metadata.h"
 #include "core/metadata/MetadataFactory.h"
 #include "core/pose/JointPose.h"
+#include "core/pose/Pose.h"
 #include "core/skeleton/FootData.h"
 #include "core/skeleton/Joint.h"
 #include "core/skeleton/PelvisChain.h"
