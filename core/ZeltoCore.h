@@ -13,6 +13,7 @@
 #include "core/metadata/MetadataFactory.h"
 #include "core/pose/JointPose.h"
 #include "core/pose/Pose.h"
+#include "core/pose/Poser.h"
 #include "core/skeleton/FootData.h"
 #include "core/skeleton/Joint.h"
 #include "core/skeleton/PelvisChain.h"
