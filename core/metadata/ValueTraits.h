@@ -1,0 +1,94 @@
+// ValueTraits<T>: the per-type rules behind MetadataImpl<T> and TypedArrayMetadata<T>.
+//
+// One specialisation per value type, built from a kind template (numbers, Imath values, texts,
+// geometry) so that the rules of each kind of type stand in one place; the specialisation itself
+// adds only the registered names and ids. A traits type provides:
+//
+//   names      id, name, arrayId, arrayName (arrayId 0: no array type)
+//   value      defaultValue()
+//   archive    size(v) (bytes after the type id), write(a, v), read(a, v), kResizeEmptyArchive
+//   hash       hash(h, v)
+//   compare    equal(a, b, tolerance); kOrdered with greater(a, b) and less(a, b)
+//   text       kHasText with text(stream, v)
+//   blend      kWeighted with Acc, weightedTerm(v, w), weightedAdd(acc, term), weightedStore(acc,
+//   v) arrays     kArrayMinBytes, arrayBytes(vec), writeArray(a, vec), readArray(a, vec) (vec
+//   already
+//              sized to the stored count), hashArray(h, vec), elementsEqual(a, b) (the isStatic
+//              rule) and lerp(a, b, t) (the blend of two elements, t in single precision)
+//
+//   static_assert(ValueTraits<double>::id == 4);
+//   ValueTraits<Imath::V3d>::text(std::cout, Imath::V3d(1, 2, 3));  // (1, 2, 3)
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+#include <vector>
+
+#include "core/archive/Archive.h"
+#include "core/hash/MurmurHash3.h"
+
+namespace ZeltoCore {
+
+// No rules: a type is a metadata value type only once it has a specialisation.
+template <class T>
+struct ValueTraits {
+    static constexpr bool defined = false;
+};
+
+template <class T>
+inline constexpr bool hasValueTraits = ValueTraits<T>::defined;
+
+// Feeds the contiguous storage of fixed-size values (numbers, Imath vectors, matrices, boxes) in
+// one call, even when empty. Imath types are not trivially copyable, but their bytes are exactly
+// their components.
+template <class T>
+void hashStorage(MurmurHash3& h, const std::vector<T>& v) {
+    static_assert(std::is_standard_layout_v<T> && !std::is_same_v<T, bool>,
+                  "the storage of this element type is not its value bytes");
+    h.hash(v.data(), v.size() * sizeof(T));
+}
+
+// What every kind starts from: the optional abilities are off until the kind turns them on.
+struct ValueTraitsDefaults {
+    static constexpr bool defined = true;
+    static constexpr bool kResizeEmptyArchive = true;
+    static constexpr bool kOrdered = false;
+    static constexpr bool kHasText = false;
+    static constexpr bool kWeighted = false;
+};
+
+// Archive layout and array handling of values with a fixed-size Encoding: arrays move their whole
+// storage in one pass (one copy when the wire bytes are the memory bytes) and hash it in one call.
+template <class T>
+struct FixedLayout : ValueTraitsDefaults {
+    static_assert(isEncodable<T>, "a fixed layout needs an Encoding");
+    static constexpr size_t kSize = Encoding<T>::size;
+
+    static size_t size(const T&) { return kSize; }
+    static void write(Archive& a, const T& v) { a << v; }
+    static void read(Archive& a, T& v) { a >> v; }
+
+    static constexpr size_t kArrayMinBytes = kSize;
+    static size_t arrayBytes(const std::vector<T>& v) { return v.size() * kSize; }
+    static void writeArray(Archive& a, const std::vector<T>& v) {
+        writeElements(a, v.data(), v.size());
+    }
+    static void readArray(Archive& a, std::vector<T>& v) { readElements(a, v.data(), v.size()); }
+    static void hashArray(MurmurHash3& h, const std::vector<T>& v) {
+        if constexpr (std::is_same_v<T, Imath::Euler<float>> ||
+                      std::is_same_v<T, Imath::Euler<double>>) {
+            h.append(v);  // angles and the order fields, with the padding zeroed
+        } else {
+            hashStorage(h, v);
+        }
+    }
+};
+
+}  // namespace ZeltoCore
+
+// Registered names and ids of a value type and of its array type (0 and "" when there is none).
+#define ZELTO_VALUE_NAMES(scalarId, scalarName, arrId, arrName) \
+    static constexpr unsigned id = scalarId;                    \
+    static constexpr const char* name = scalarName;             \
+    static constexpr unsigned arrayId = arrId;                  \
+    static constexpr const char* arrayName = arrName;

@@ -1,0 +1,127 @@
+// A non-default sample of every metadata value type, and the type lists the typed tests run over.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/metadata/MetadataImpl.h"
+
+namespace ZeltoTest {
+
+using namespace ZeltoCore;
+
+template <class T>
+T sample();
+
+// clang-format off
+template <> inline bool sample() { return true; }
+template <> inline char sample() { return 'z'; }
+template <> inline unsigned char sample() { return 200; }
+template <> inline short sample() { return -1234; }
+template <> inline unsigned short sample() { return 54321; }
+template <> inline int sample() { return -123456; }
+template <> inline unsigned int sample() { return 3000000000u; }
+template <> inline int64_t sample() { return -(int64_t(1) << 40); }
+template <> inline uint64_t sample() { return (uint64_t(1) << 63) + 5; }
+template <> inline float sample() { return 1.5f; }
+template <> inline double sample() { return -2.25; }
+template <> inline std::string sample() { return "left knee"; }
+template <> inline Imath::V2d sample() { return {1.5, -2}; }
+template <> inline Imath::V2i sample() { return {7, -8}; }
+template <> inline Imath::V2f sample() { return {0.25f, 4}; }
+template <> inline Imath::V3d sample() { return {1, 2, 3.5}; }
+template <> inline Imath::V3i sample() { return {-1, 0, 1}; }
+template <> inline Imath::V3f sample() { return {9, 8, 7}; }
+template <> inline Imath::V4d sample() { return {1, 2, 3, 4}; }
+template <> inline Imath::V4i sample() { return {5, 6, 7, 8}; }
+template <> inline Imath::V4f sample() { return {0.5f, 1.5f, 2.5f, 3.5f}; }
+template <> inline Imath::Quatd sample() { return {0.5, 0.5, -0.5, 0.5}; }
+template <> inline Imath::Quatf sample() { return {0.f, 1.f, 0.f, 0.f}; }
+template <> inline Imath::Eulerd sample() { return Imath::Eulerd(0.1, 0.2, 0.3); }
+template <> inline Imath::Eulerf sample() { return Imath::Eulerf(-0.5f, 0.25f, 1.f); }
+template <> inline Imath::Box2d sample() { return {{0, 0}, {1, 1}}; }
+template <> inline Imath::Box2i sample() { return {{-1, -2}, {3, 4}}; }
+template <> inline Imath::Box2f sample() { return {{0.5f, 0}, {1, 2}}; }
+template <> inline Imath::Box3d sample() { return {{0, 0, 0}, {1, 2, 3}}; }
+template <> inline Imath::Box3i sample() { return {{1, 1, 1}, {2, 2, 2}}; }
+template <> inline Imath::Box3f sample() { return {{-1, -1, -1}, {1, 1, 1}}; }
+// clang-format on
+
+template <>
+inline Imath::M44d sample() {
+    Imath::M44d m;
+    m.setEulerAngles(Imath::V3d(0.1, 0.2, 0.3));
+    m.setTranslation(Imath::V3d(4, 5, 6));
+    return m;
+}
+template <>
+inline Imath::M44f sample() {
+    return Imath::M44f(sample<Imath::M44d>());
+}
+template <>
+inline MurmurHash3 sample() {
+    MurmurHash3 h;
+    h.append(std::string("sample"));
+    return h;
+}
+template <>
+inline ZeltoUtils::Curve sample() {
+    ZeltoUtils::Curve c;
+    c.cvs() = {{0, 0, 0}, {1, 1, 0}, {2, 0, 0}, {3, 1, 0}};
+    c.knots() = {0, 0, 0, 0, 1, 1, 1, 1};
+    c.setDegree(3);
+    return c;
+}
+template <>
+inline ZeltoUtils::SampledCurve sample() {
+    ZeltoUtils::SampledCurve c;
+    c.cvs() = sample<ZeltoUtils::Curve>().cvs();
+    c.knots() = sample<ZeltoUtils::Curve>().knots();
+    c.resample(5);
+    return c;
+}
+template <>
+inline ZeltoUtils::Mesh sample() {
+    ZeltoUtils::Mesh m;
+    m.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    m.normals = {{0, 0, 1}};
+    m.faceCounts = {3};
+    m.faceIndices = {0, 1, 2};
+    m.uvs = {{0, 0}, {1, 0}};
+    m.colors = {{1, 0, 0}};
+    m.triangles.emplace_back(0, 1, 2);
+    m.uvSets = {{"map1", {{0.5f, 0.5f}}, {0, 0, 0}}};
+    return m;
+}
+template <>
+inline ZeltoUtils::Image sample() {
+    std::vector<float> px{0.f, 0.25f, 0.5f, 0.75f, 1.f, 2.f};
+    return ZeltoUtils::Image(px.data(), 2, 1, 3);
+}
+
+// Three elements: sample, default, sample.
+template <class T>
+std::vector<T> sampleArray() {
+    return {sample<T>(), ValueTraits<T>::defaultValue(), sample<T>()};
+}
+
+using ScalarTypes =
+    ::testing::Types<bool, char, unsigned char, short, unsigned short, int, unsigned int, int64_t,
+                     uint64_t, float, double, std::string, MurmurHash3, Imath::V2d, Imath::V2i,
+                     Imath::V2f, Imath::V3d, Imath::V3i, Imath::V3f, Imath::V4d, Imath::V4i,
+                     Imath::V4f, Imath::M44d, Imath::M44f, Imath::Quatd, Imath::Quatf,
+                     Imath::Eulerd, Imath::Eulerf, Imath::Box2d, Imath::Box2i, Imath::Box2f,
+                     Imath::Box3d, Imath::Box3i, Imath::Box3f, ZeltoUtils::Mesh, ZeltoUtils::Image,
+                     ZeltoUtils::Curve, ZeltoUtils::SampledCurve>;
+
+using ArrayElementTypes = ::testing::Types<
+    bool, char, unsigned char, short, unsigned short, int, unsigned int, int64_t, uint64_t, float,
+    double, std::string, Imath::V2d, Imath::V2i, Imath::V2f, Imath::V3d, Imath::V3i, Imath::V3f,
+    Imath::V4d, Imath::V4i, Imath::V4f, Imath::M44d, Imath::M44f, Imath::Quatd, Imath::Quatf,
+    Imath::Eulerd, Imath::Eulerf, Imath::Box2d, Imath::Box2i, Imath::Box2f, Imath::Box3d,
+    Imath::Box3i, Imath::Box3f, ZeltoUtils::Mesh, ZeltoUtils::Curve, ZeltoUtils::SampledCurve>;
+
+}  // namespace ZeltoTest

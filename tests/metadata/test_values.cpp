@@ -1,0 +1,194 @@
+// Every value type of both families: registered name and id, memSize() equal to the bytes written,
+// and a round trip through the factory by the id read from the archive that keeps the hash.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "core/Init.h"
+#include "core/metadata/MetadataFactory.h"
+#include "core/metadata/MetadataImpl.h"
+#include "tests/metadata/ValueSamples.h"
+
+namespace {
+
+using namespace ZeltoCore;
+using namespace ZeltoTest;
+
+// The registered names and ids, written out independently of the traits.
+const std::map<std::string, unsigned>& expectedIds() {
+    static const std::map<std::string, unsigned> ids = {
+        {"IntMetadata", 3},
+        {"DoubleMetadata", 4},
+        {"Vector3Metadata", 5},
+        {"Vector4Metadata", 6},
+        {"MatrixMetadata", 7},
+        {"QuaternionMetadata", 8},
+        {"EulerMetadata", 9},
+        {"StringMetadata", 10},
+        {"IntArrayMetadata", 11},
+        {"DoubleArrayMetadata", 12},
+        {"BoolMetadata", 13},
+        {"BoolArrayMetadata", 14},
+        {"Vector3ArrayMetadata", 15},
+        {"Vector4ArrayMetadata", 16},
+        {"StringArrayMetadata", 17},
+        {"EulerArrayMetadata", 18},
+        {"MatrixArrayMetadata", 19},
+        {"QuaternionArrayMetadata", 20},
+        {"Box3Metadata", 21},
+        {"Vector2Metadata", 27},
+        {"Vector2ArrayMetadata", 28},
+        {"Box2Metadata", 29},
+        {"CharMetadata", 30},
+        {"UCharMetadata", 31},
+        {"ShortMetadata", 32},
+        {"UShortMetadata", 33},
+        {"UIntMetadata", 34},
+        {"Int64Metadata", 35},
+        {"UInt64Metadata", 36},
+        {"FloatMetadata", 37},
+        {"Vector2fMetadata", 38},
+        {"Vector3fMetadata", 39},
+        {"Vector4fMetadata", 40},
+        {"Vector2iMetadata", 41},
+        {"Vector3iMetadata", 42},
+        {"Vector4iMetadata", 43},
+        {"QuaternionfMetadata", 44},
+        {"EulerfMetadata", 45},
+        {"Box2fMetadata", 46},
+        {"Box3fMetadata", 47},
+        {"Box2iMetadata", 48},
+        {"Box3iMetadata", 49},
+        {"MatrixfMetadata", 50},
+        {"CharArrayMetadata", 51},
+        {"UCharArrayMetadata", 52},
+        {"ShortArrayMetadata", 53},
+        {"UShortArrayMetadata", 54},
+        {"UIntArrayMetadata", 55},
+        {"Int64ArrayMetadata", 56},
+        {"UInt64ArrayMetadata", 57},
+        {"FloatArrayMetadata", 58},
+        {"Vector2fArrayMetadata", 59},
+        {"Vector3fArrayMetadata", 60},
+        {"Vector4fArrayMetadata", 61},
+        {"Vector2iArrayMetadata", 62},
+        {"Vector3iArrayMetadata", 63},
+        {"Vector4iArrayMetadata", 64},
+        {"QuaternionfArrayMetadata", 65},
+        {"EulerfArrayMetadata", 66},
+        {"MatrixfArrayMetadata", 67},
+        {"Box2ArrayMetadata", 68},
+        {"Box3ArrayMetadata", 69},
+        {"Box2fArrayMetadata", 70},
+        {"Box3fArrayMetadata", 71},
+        {"Box2iArrayMetadata", 72},
+        {"Box3iArrayMetadata", 73},
+        {"MeshMetadata", 101},
+        {"ImageMetadata", 102},
+        {"CurveMetadata", 103},
+        {"CurveArrayMetadata", 104},
+        {"MeshArrayMetadata", 105},
+        {"HashMetadata", 106},
+        {"SampledCurveMetadata", 107},
+        {"SampledCurveArrayMetadata", 108},
+    };
+    return ids;
+}
+
+MurmurHash3 hashOf(const Metadata& m) {
+    MurmurHash3 h;
+    m.hash(h);
+    return h;
+}
+
+// Writes `m` into an archive of exactly memSize() bytes, reads it back through the factory by the
+// stored id, and checks the bytes consumed, the type and the hash.
+void expectRoundTrip(const Metadata& m) {
+    Archive a(m.memSize(), 0);
+    ASSERT_TRUE(m.serialise(a));
+    EXPECT_FALSE(a.failed());
+    EXPECT_EQ(a.position, m.memSize()) << "memSize() differs from the bytes written";
+    a.reset();
+    std::shared_ptr<Metadata> back = readMetadata(a);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(a.position, a.size);
+    EXPECT_EQ(back->typeId(), m.typeId());
+    EXPECT_EQ(back->memSize(), m.memSize());
+    EXPECT_EQ(hashOf(*back), hashOf(m));
+}
+
+template <class M>
+void expectRegistered() {
+    const auto it = expectedIds().find(M::staticTypeStr());
+    ASSERT_NE(it, expectedIds().end()) << M::staticTypeStr();
+    EXPECT_EQ(M::staticTypeId(), it->second) << M::staticTypeStr();
+    MetadataFactory& f = MetadataFactory::instance();
+    EXPECT_EQ(f.getMetadataName(M::staticTypeId()), M::staticTypeStr());
+    std::shared_ptr<Metadata> made = f.createMetadata(M::staticTypeStr());
+    ASSERT_NE(dynamic_cast<M*>(made.get()), nullptr);
+    EXPECT_EQ(made->typeStr(), M::staticTypeStr());
+    EXPECT_EQ(made->typeId(), M::staticTypeId());
+    std::unique_ptr<Metadata> raw(M::creator());
+    EXPECT_NE(dynamic_cast<M*>(raw.get()), nullptr);
+}
+
+template <class T>
+class ScalarValueTest : public ::testing::Test {
+protected:
+    void SetUp() override { initZeltoCore(); }
+};
+TYPED_TEST_SUITE(ScalarValueTest, ScalarTypes);
+
+TYPED_TEST(ScalarValueTest, IsRegisteredUnderItsNameAndId) {
+    using M = MetadataImpl<TypeParam>;
+    expectRegistered<M>();
+    EXPECT_FALSE(M().isArray());
+}
+
+TYPED_TEST(ScalarValueTest, RoundTripsDefaultAndSampleValues) {
+    using M = MetadataImpl<TypeParam>;
+    expectRoundTrip(M());
+    expectRoundTrip(M(sample<TypeParam>()));
+    EXPECT_NE(hashOf(M()), hashOf(M(sample<TypeParam>())));
+}
+
+TYPED_TEST(ScalarValueTest, CopyCloneAndComparisonWithOtherTypes) {
+    using M = MetadataImpl<TypeParam>;
+    M a(sample<TypeParam>());
+    M b;
+    b.copy(&a);
+    EXPECT_EQ(hashOf(b), hashOf(a));
+    b.copy(nullptr);
+    EXPECT_EQ(hashOf(b), hashOf(a));
+    std::shared_ptr<Metadata> c = a.clone();
+    EXPECT_NE(dynamic_cast<M*>(c.get()), nullptr);
+    EXPECT_EQ(hashOf(*c), hashOf(a));
+
+    EXPECT_TRUE(a.isEqual(&a, 0.0));
+    EXPECT_FALSE(a.isGreater(&a));
+    EXPECT_FALSE(a.isLess(&a));
+    EXPECT_FALSE(a.isEqual(nullptr, 1.0));
+    MetadataImpl<std::string> text("x");
+    MetadataImpl<int> number(1);
+    Metadata* other = std::is_same_v<TypeParam, int> ? static_cast<Metadata*>(&text) : &number;
+    EXPECT_FALSE(a.isEqual(other, 1e9));
+    EXPECT_FALSE(a.isGreater(other));
+    EXPECT_FALSE(a.isLess(other));
+}
+
+TYPED_TEST(ScalarValueTest, SerialiseSizesAnEmptyArchiveOnlyForSelfContainedTypes) {
+    using M = MetadataImpl<TypeParam>;
+    M m(sample<TypeParam>());
+    Archive a;
+    m.serialise(a);
+    if (ValueTraits<TypeParam>::kResizeEmptyArchive) {
+        EXPECT_EQ(a.size, m.memSize());
+        EXPECT_EQ(a.position, m.memSize());
+    } else {
+        EXPECT_EQ(a.size, 0u);
+        EXPECT_TRUE(a.failed());
+    }
+}
+
+}  // namespace
