@@ -12,8 +12,8 @@ using M44f = Imath::Matrix44<float>;
 
 // The single-precision local matrix: rotation and translation converted to float first, each
 // rotation entry scaled in double and then rounded.
-M44f floatMatrix(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
-                 const Imath::Vec3<double>& s) {
+inline M44f floatMatrix(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
+                        const Imath::Vec3<double>& s) {
     const Imath::Quat<float> qf(static_cast<float>(q.r), static_cast<float>(q.v.x),
                                 static_cast<float>(q.v.y), static_cast<float>(q.v.z));
     M44f m = qf.toMatrix44();
@@ -31,6 +31,44 @@ M44f floatMatrix(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
 M44d localMatrix(const Pose& pose, const Joint& joint, unsigned short id) {
     const M44d m = pose.jointPose(id).matrix();
     return pose.inParentSpace() ? m : m * joint.matrix();
+}
+
+// c = a * b for matrices whose last column is (0, 0, 0, 1), as every joint transform and every
+// product of them is. Same sums in the same order as the general product, without the terms
+// that are known to be zero.
+template <class T>
+inline void multiplyAffine(const Imath::Matrix44<T>& a, const Imath::Matrix44<T>& b,
+                           Imath::Matrix44<T>& c) {
+    for (int i = 0; i < 3; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            c[i][k] = a[i][0] * b[0][k] + a[i][1] * b[1][k] + a[i][2] * b[2][k];
+        }
+        c[i][3] = 0;
+    }
+    for (int k = 0; k < 3; ++k) {
+        c[3][k] = a[3][0] * b[0][k] + a[3][1] * b[1][k] + a[3][2] * b[2][k] + b[3][k];
+    }
+    c[3][3] = 1;
+}
+
+// world[j] = local * world[parent] in the one-pass evaluation. A parent evaluated earlier in the
+// pass is affine; one that is not (ids out of order) holds whatever the caller left there.
+template <class T>
+inline void combine(const Imath::Matrix44<T>& local, const Joint* parent, unsigned short j,
+                    unsigned short n, Imath::Matrix44<T>* world) {
+    if (!parent) {
+        world[j] = local;
+        return;
+    }
+    const unsigned short p = parent->id();
+    if (p < j) {
+        multiplyAffine(local, world[p], world[j]);
+    } else if (p < n) {
+        Imath::Matrix44<T>::multiply(local, world[p], world[j]);
+    } else {
+        // A parent beyond the pose has no entry to combine with.
+        world[j] = local;
+    }
 }
 
 bool poseFits(const Skeleton* skeleton, const Pose& pose) {
@@ -72,15 +110,11 @@ void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44d>& out) c
     for (unsigned short j = 0; j < n; ++j) {
         const Joint& joint = m_skeleton->joint(j);
         M44d local = pose.jointPose(j).matrix();
-        if (!parentSpace) local = local * joint.matrix();
-        const Joint* parent = joint.parent();
-        // Parents precede their children, so world[parent] is already final; a parent beyond
-        // the pose has no entry to combine with.
-        if (parent && parent->id() < n) {
-            M44d::multiply(local, world[parent->id()], world[j]);
-        } else {
-            world[j] = local;
+        if (!parentSpace) {
+            const M44d m = local;
+            multiplyAffine(m, joint.matrix(), local);
         }
+        combine(local, joint.parent(), j, n, world);
     }
 }
 
@@ -94,14 +128,12 @@ void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44f>& out) c
         const Joint& joint = m_skeleton->joint(j);
         const JointPose& p = pose.jointPose(j);
         M44f local = floatMatrix(p.rotation, p.translation, p.scale);
-        if (!parentSpace)
-            local = local * floatMatrix(joint.rotation(), joint.translation(), joint.scale());
-        const Joint* parent = joint.parent();
-        if (parent && parent->id() < n) {
-            M44f::multiply(local, world[parent->id()], world[j]);
-        } else {
-            world[j] = local;
+        if (!parentSpace) {
+            const M44f m = local;
+            multiplyAffine(m, floatMatrix(joint.rotation(), joint.translation(), joint.scale()),
+                           local);
         }
+        combine(local, joint.parent(), j, n, world);
     }
 }
 
@@ -123,14 +155,10 @@ std::vector<M44d> Poser::getAllWorldBindMatrix() const {
 void Poser::getAllWorldBindMatrixInPlace(std::vector<M44d>& out) const {
     const unsigned short n = m_skeleton->numJoints();
     out.resize(n);
+    M44d* world = out.data();
     for (unsigned short j = 0; j < n; ++j) {
         const Joint& joint = m_skeleton->joint(j);
-        const Joint* parent = joint.parent();
-        if (parent) {
-            M44d::multiply(joint.matrix(), out[parent->id()], out[j]);
-        } else {
-            out[j] = joint.matrix();
-        }
+        combine(joint.matrix(), joint.parent(), j, n, world);
     }
 }
 

@@ -144,3 +144,26 @@ TEST(Poser, SetWorldMatrixRoundTrips) {
         EXPECT_M44_NEAR(poser.getWorldMatrix(pose, 0), target, 1e-10);
     }
 }
+
+TEST(Poser, ParentsAfterChildrenStayInBounds) {
+    // Joint 0 hangs below joint 2: the one-pass forms read whatever out[2] held, the walking
+    // form is still right, and a pose that stops before the parent never reads past its end.
+    Skeleton s(3);
+    s[2].addChild(&s[0]);
+    s[1].addChild(&s[2]);
+    for (unsigned short i = 0; i < 3; ++i)
+        s[i].setTranslation(V3d(0, 1, 0));
+    const Poser poser(&s);
+    const Pose pose(&s, true);
+    EXPECT_EQ(poser.getWorldMatrix(pose, 0).translation(), V3d(0, 3, 0));
+    std::vector<M44d> out(3);  // identities: joint 0 combines with an identity
+    poser.getAllWorldMatrixInPlace(pose, out);
+    EXPECT_EQ(out[0].translation(), V3d(0, 1, 0));
+    EXPECT_EQ(out[2].translation(), V3d(0, 2, 0));
+
+    Pose shorter = pose;
+    shorter.setNumberJoints(2);
+    shorter.jointPose(0).translation = V3d(0, 1, 0);
+    EXPECT_EQ(poser.getAllWorldMatrix(shorter)[0].translation(), V3d(0, 1, 0));
+    EXPECT_EQ(poser.getWorldMatrix(shorter, 0).translation(), V3d(0, 1, 0));
+}
