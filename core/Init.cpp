@@ -4,6 +4,7 @@
 #include "core/metadata/MapMetadata.h"
 #include "core/metadata/MetadataFactory.h"
 #include "core/metadata/MetadataImpl.h"
+#include "core/metadata/TypedArrayMetadata.h"
 
 namespace ZeltoCore {
 namespace {
@@ -62,6 +63,42 @@ void initMetadata() {
     add<MapMetadata>(factory);
     add<ArrayMetadata>(factory);
     // Typed arrays.
+    add<TypedArrayMetadata<char>>(factory);
+    add<TypedArrayMetadata<unsigned char>>(factory);
+    add<TypedArrayMetadata<short>>(factory);
+    add<TypedArrayMetadata<unsigned short>>(factory);
+    add<TypedArrayMetadata<int>>(factory);
+    add<TypedArrayMetadata<unsigned int>>(factory);
+    add<TypedArrayMetadata<int64_t>>(factory);
+    add<TypedArrayMetadata<uint64_t>>(factory);
+    add<TypedArrayMetadata<double>>(factory);
+    add<TypedArrayMetadata<float>>(factory);
+    add<TypedArrayMetadata<bool>>(factory);
+    add<TypedArrayMetadata<Imath::V2d>>(factory);
+    add<TypedArrayMetadata<Imath::V2i>>(factory);
+    add<TypedArrayMetadata<Imath::V2f>>(factory);
+    add<TypedArrayMetadata<Imath::V3d>>(factory);
+    add<TypedArrayMetadata<Imath::V3i>>(factory);
+    add<TypedArrayMetadata<Imath::V3f>>(factory);
+    add<TypedArrayMetadata<Imath::V4d>>(factory);
+    add<TypedArrayMetadata<Imath::V4i>>(factory);
+    add<TypedArrayMetadata<Imath::V4f>>(factory);
+    add<TypedArrayMetadata<Imath::Quatd>>(factory);
+    add<TypedArrayMetadata<Imath::Quatf>>(factory);
+    add<TypedArrayMetadata<std::string>>(factory);
+    add<TypedArrayMetadata<Imath::M44d>>(factory);
+    add<TypedArrayMetadata<Imath::M44f>>(factory);
+    add<TypedArrayMetadata<Imath::Eulerd>>(factory);
+    add<TypedArrayMetadata<Imath::Eulerf>>(factory);
+    add<TypedArrayMetadata<ZeltoUtils::Mesh>>(factory);
+    add<TypedArrayMetadata<ZeltoUtils::Curve>>(factory);
+    add<TypedArrayMetadata<ZeltoUtils::SampledCurve>>(factory);
+    add<TypedArrayMetadata<Imath::Box2d>>(factory);
+    add<TypedArrayMetadata<Imath::Box2i>>(factory);
+    add<TypedArrayMetadata<Imath::Box2f>>(factory);
+    add<TypedArrayMetadata<Imath::Box3d>>(factory);
+    add<TypedArrayMetadata<Imath::Box3i>>(factory);
+    add<TypedArrayMetadata<Imath::Box3f>>(factory);
     // Poses, skeletons and hashes.
     // The hash value is registered last, after the pose and skeleton types.
     add<MetadataImpl<MurmurHash3>>(factory);

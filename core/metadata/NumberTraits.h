@@ -145,7 +145,7 @@ struct BoolTraits : NumberTraits<bool> {
     static void writeArray(Archive& a, const std::vector<bool>& v) {
         const size_t n = v.size() * 2;
         if (n > a.remaining()) {
-            a.write(nullptr, n);  // refused: flags the archive
+            a.setFailed();  // no room: nothing written
             return;
         }
         unsigned char* out = a.data + a.position;

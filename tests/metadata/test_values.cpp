@@ -8,6 +8,7 @@
 #include "core/Init.h"
 #include "core/metadata/MetadataFactory.h"
 #include "core/metadata/MetadataImpl.h"
+#include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ValueSamples.h"
 
 namespace {
@@ -189,6 +190,85 @@ TYPED_TEST(ScalarValueTest, SerialiseSizesAnEmptyArchiveOnlyForSelfContainedType
         EXPECT_EQ(a.size, 0u);
         EXPECT_TRUE(a.failed());
     }
+}
+
+TYPED_TEST(ScalarValueTest, PrintsTextUnlessGeometry) {
+    std::stringstream s;
+    MetadataImpl<TypeParam>(sample<TypeParam>()).toString(s);
+    EXPECT_EQ(s.str().empty(), !ValueTraits<TypeParam>::kHasText);
+}
+
+template <class T>
+class ArrayValueTest : public ::testing::Test {
+protected:
+    void SetUp() override { initZeltoCore(); }
+};
+TYPED_TEST_SUITE(ArrayValueTest, ArrayElementTypes);
+
+TYPED_TEST(ArrayValueTest, IsRegisteredAndNamedAfterItsBasicType) {
+    using A = TypedArrayMetadata<TypeParam>;
+    using B = MetadataImpl<TypeParam>;
+    expectRegistered<A>();
+    A a;
+    EXPECT_TRUE(a.isArray());
+    EXPECT_EQ(a.basicTypeStr(), B::staticTypeStr());
+    EXPECT_EQ(A::staticBasicTypeStr(), B::staticTypeStr());
+    std::string name = B::staticTypeStr();
+    name.replace(name.size() - 8, 8, "ArrayMetadata");
+    EXPECT_EQ(A::staticTypeStr(), name);
+}
+
+TYPED_TEST(ArrayValueTest, RoundTripsEmptyAndSampleArrays) {
+    using A = TypedArrayMetadata<TypeParam>;
+    expectRoundTrip(A());
+    expectRoundTrip(A(sampleArray<TypeParam>()));
+    EXPECT_EQ(A().memSize(), 12u);
+    EXPECT_NE(hashOf(A()), hashOf(A(sampleArray<TypeParam>())));
+}
+
+TYPED_TEST(ArrayValueTest, HandsOutElementsAsBasicValues) {
+    using A = TypedArrayMetadata<TypeParam>;
+    using B = MetadataImpl<TypeParam>;
+    const A a({sample<TypeParam>(), ValueTraits<TypeParam>::defaultValue()});
+    std::shared_ptr<Metadata> first = a.getBasicTypeMetadata(0);
+    ASSERT_NE(dynamic_cast<B*>(first.get()), nullptr);
+    EXPECT_EQ(hashOf(*first), hashOf(B(sample<TypeParam>())));
+    a.getBasicTypeMetadataInPlace(1, first);
+    EXPECT_EQ(hashOf(*first), hashOf(B()));
+
+    for (const std::shared_ptr<Metadata>& blended :
+         {a.getBlendedBasicTypeMetadata(0, 1, 0.5),
+          a.getDoubleBlendedBasicTypeMetadata(0, 1, 0.5, 1, 0, 0.25, 0.75)}) {
+        ASSERT_NE(blended, nullptr);
+        EXPECT_EQ(blended->typeId(), B::staticTypeId());
+    }
+
+    A reversed = a;
+    reversed.reverse();
+    ASSERT_EQ(reversed.size(), 2u);
+    EXPECT_EQ(hashOf(*reversed.getBasicTypeMetadata(1)), hashOf(B(sample<TypeParam>())));
+}
+
+TYPED_TEST(ArrayValueTest, IsStaticForOneElementAndForEqualElementsUnlessGeometry) {
+    using A = TypedArrayMetadata<TypeParam>;
+    const TypeParam v = sample<TypeParam>();
+    EXPECT_FALSE(A().isStatic());
+    EXPECT_TRUE(A({v}).isStatic());
+    const bool comparable = !std::is_base_of_v<GeometryKind<TypeParam>, ValueTraits<TypeParam>>;
+    EXPECT_EQ(A({v, v, v}).isStatic(), comparable);
+    EXPECT_FALSE(A({v, ValueTraits<TypeParam>::defaultValue()}).isStatic());
+}
+
+TYPED_TEST(ArrayValueTest, DistinctArraysAreNeverEqual) {
+    using A = TypedArrayMetadata<TypeParam>;
+    A a(sampleArray<TypeParam>());
+    A b(sampleArray<TypeParam>());
+    EXPECT_TRUE(a.isEqual(&a, 0.0));
+    EXPECT_FALSE(a.isEqual(&b, 1e9));
+    EXPECT_FALSE(a.isGreater(&b));
+    EXPECT_FALSE(a.isLess(&b));
+    std::vector<std::shared_ptr<Metadata>> values{b.clone()};
+    EXPECT_FALSE(a.setWithValuesAndWeights(values, {1.0}));
 }
 
 }  // namespace
