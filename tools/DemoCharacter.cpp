@@ -1,0 +1,127 @@
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathQuat.h>
+#include <Imath/ImathVec.h>
+
+#include <cmath>
+#include <iomanip>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/ZeltoCore.h"
+#include "core/metadata/MetadataImpl.h"
+#include "tools/Demo.h"
+
+namespace ZeltoTool {
+
+using namespace ZeltoCore;
+
+namespace {
+
+Imath::Quatd turn(const Imath::V3d& axis, double angle) {
+    Imath::Quatd q;
+    q.setAxisAngle(axis.normalized(), angle);
+    return q;
+}
+
+// pelvis, spine and two legs hip - knee - ankle - toe, parents numbered before children.
+Skeleton buildCharacter() {
+    const char* names[] = {"pelvis", "spine", "hip_L",  "knee_L",  "ankle_L",
+                           "toe_L",  "hip_R", "knee_R", "ankle_R", "toe_R"};
+    const int parents[] = {-1, 0, 0, 2, 3, 4, 0, 6, 7, 8};
+    Skeleton s(10);
+    for (unsigned short i = 0; i < s.numJoints(); ++i) {
+        s[i].setName(names[i]);
+        if (parents[i] >= 0) s[static_cast<unsigned short>(parents[i])].addChild(&s[i]);
+    }
+    s[0].setTranslation(Imath::V3d(0, 95, 0));
+    s[1].setTranslation(Imath::V3d(0, 12, -1));
+    for (unsigned short hip : {2, 6}) {
+        const double side = hip == 2 ? 1.0 : -1.0;
+        s[hip].setTranslation(Imath::V3d(side * 9, -6, 0));
+        s[hip].setRotation(turn(Imath::V3d(0, 0, 1), side * 0.05));
+        s[hip + 1].setTranslation(Imath::V3d(0, -42, 1.5));
+        s[hip + 1].setRotation(turn(Imath::V3d(1, 0, 0), 0.08));
+        s[hip + 2].setTranslation(Imath::V3d(0, -41, -2));
+        s[hip + 2].setRotation(turn(Imath::V3d(1, 0, 0), -0.08));
+        s[hip + 3].setTranslation(Imath::V3d(0, -6, 13));
+        s.addFoot(hip + 2, hip, hip + 3);
+    }
+    s.addPelvis(0);
+    s.setRoot(0);
+    s.addJointMetadata(2, "poleVector",
+                       std::make_shared<MetadataImpl<Imath::V3d>>(Imath::V3d(0, 0, 30)));
+    s.addJointMetadata(6, "poleVector",
+                       std::make_shared<MetadataImpl<Imath::V3d>>(Imath::V3d(0, 0, 30)));
+    s.addJointMetadata(1, "skipIk", std::make_shared<MetadataImpl<bool>>(true));
+    for (unsigned short knee : {3, 7}) {
+        s.addJointMetadata(knee, "jointLimitRotationMin",
+                           std::make_shared<MetadataImpl<Imath::V3d>>(Imath::V3d(0, 0, 0)));
+        s.addJointMetadata(knee, "jointLimitRotationMax",
+                           std::make_shared<MetadataImpl<Imath::V3d>>(Imath::V3d(150, 0, 0)));
+    }
+    s.buildJointNameMap();
+    s.buildDetachedJointsList();
+    return s;
+}
+
+void printHierarchy(std::ostream& out, const Joint& joint, int depth) {
+    out << std::string(2 * depth + 2, ' ') << joint.id() << " " << joint.name() << "\n";
+    for (unsigned short c = 0; c < joint.numChildren(); ++c)
+        printHierarchy(out, *joint.child(c), depth + 1);
+}
+
+bool near(const Imath::M44d& a, const Imath::M44d& b, double tolerance) {
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            if (!(std::abs(a[i][j] - b[i][j]) <= tolerance)) return false;
+    return true;
+}
+
+}  // namespace
+
+bool demoCharacter(std::ostream& out) {
+    const Skeleton skeleton = buildCharacter();
+    out << "character: " << skeleton.numJoints() << " joints, " << skeleton.numFeet()
+        << " feet, archive form " << skeleton.memSize() << " bytes\n";
+    if (const Joint* root = skeleton.root()) printHierarchy(out, *root, 0);
+
+    out << "joint properties:\n";
+    for (unsigned short id : skeleton.jointMetadataIds()) {
+        for (const auto& [key, value] : skeleton.jointMetadata(id)) {
+            std::stringstream text;
+            if (value) value->toString(text);
+            out << "  " << skeleton[id].name() << "." << key << " = " << text.str() << "\n";
+        }
+    }
+
+    const Poser poser(&skeleton);
+    const std::vector<Imath::M44d> bind = poser.getAllWorldBindMatrix();
+    Pose pose(&skeleton, true);
+    pose.convertToLocalSpace(&skeleton);
+    bool ok = !pose.inParentSpace();
+    for (unsigned short i = 0; i < pose.numJoints(); ++i)
+        ok = ok && near(pose.jointPose(i).matrix(), Imath::M44d(), 1e-9);
+    const std::vector<Imath::M44d> local = poser.getAllWorldMatrix(pose);
+    pose.convertToParentSpace(&skeleton);
+    ok = ok && pose.inParentSpace();
+    const std::vector<Imath::M44d> parent = poser.getAllWorldMatrix(pose);
+    for (unsigned short i = 0; i < pose.numJoints(); ++i)
+        ok = ok && near(local[i], bind[i], 1e-9) && near(parent[i], bind[i], 1e-9);
+    out << "bind pose to local space (identity joints) and back: "
+        << (ok ? "same world matrices" : "DIFFERENT") << "\n";
+
+    out << "feet in world space:\n" << std::fixed << std::setprecision(3);
+    for (unsigned short f = 0; f < skeleton.numFeet(); ++f) {
+        for (const Joint* j : {skeleton.footIK(f), skeleton.footTip(f)}) {
+            const Imath::V3d p = parent[j->id()].translation();
+            out << "  " << std::setw(8) << std::left << j->name() << std::right << " (" << p.x
+                << ", " << p.y << ", " << p.z << ")\n";
+        }
+    }
+    out << std::defaultfloat;
+    return ok;
+}
+
+}  // namespace ZeltoTool
