@@ -5,10 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "tests/support/Matchers.h"
-
 using namespace ZeltoCore;
-using Imath::Quatd;
 using Imath::V3d;
 using Ids = std::vector<unsigned short>;
 
@@ -23,79 +20,51 @@ std::shared_ptr<MapMetadata> bagWith(const std::string& key) {
 
 }  // namespace
 
-TEST(Joint, DefaultsAndLinks) {
-    Joint j;
-    EXPECT_EQ(j.rotation(), Quatd());
-    EXPECT_EQ(j.translation(), V3d(0, 0, 0));
-    EXPECT_EQ(j.scale(), V3d(1, 1, 1));
-    EXPECT_EQ(j.parent(), nullptr);
-    EXPECT_EQ(j.numChildren(), 0);
-    EXPECT_EQ(j.id(), 0);
-    EXPECT_TRUE(j.name().empty());
-    EXPECT_FALSE(j.addChild(nullptr));
-
+TEST(Joint, ChildListEditsLeaveParentPointers) {
     Skeleton s(10);
-    Joint& p = s.joint(1);
-    ASSERT_TRUE(p.addChild(&s.joint(4)));
-    ASSERT_TRUE(p.addChild(&s.joint(9)));
-    EXPECT_EQ(s.joint(9).parent(), &p);
-    EXPECT_EQ(p.child(2), nullptr);
+    Joint& p = s[1];
+    EXPECT_FALSE(p.addChild(nullptr));
+    p.addChild(&s[4]);
+    p.addChild(&s[9]);
     EXPECT_FALSE(p.removeChild(2));
     ASSERT_TRUE(p.removeChild(0));
     ASSERT_EQ(p.numChildren(), 1);
-    EXPECT_EQ(p.child(0), &s.joint(9));
-    EXPECT_EQ(s.joint(4).parent(), &p);  // the removed child keeps its parent pointer
+    EXPECT_EQ(p.child(0), &s[9]);
+    EXPECT_EQ(p.child(1), nullptr);
+    EXPECT_EQ(s[4].parent(), &p);  // the removed child keeps its parent pointer
 
-    s.joint(0).addChild(&p);
-    EXPECT_TRUE(s.joint(9).isChildOf(0));
-    EXPECT_TRUE(s.joint(9).isChildOf(1));
-    EXPECT_FALSE(s.joint(9).isChildOf(9));
-    EXPECT_FALSE(s.joint(0).isChildOf(0));
-
-    // setParent touches only the pointer.
-    s.joint(5).setParent(&p);
-    EXPECT_EQ(p.numChildren(), 1);
-    p.removeChildren();
-    EXPECT_EQ(p.numChildren(), 0);
-    EXPECT_EQ(s.joint(9).parent(), &p);
+    s[0].addChild(&p);
+    EXPECT_TRUE(s[9].isChildOf(0));
+    EXPECT_FALSE(s[9].isChildOf(9));  // not its own ancestor
+    EXPECT_FALSE(s[0].isChildOf(0));
 }
 
-TEST(Skeleton, ConstructionAndClear) {
-    const Skeleton one;
-    EXPECT_EQ(one.numJoints(), 1);
-    EXPECT_EQ(one.root(), &one.joint(0));
-
-    Skeleton none(0);
-    EXPECT_EQ(none.numJoints(), 0);
-    EXPECT_EQ(none.root(), nullptr);
+TEST(Skeleton, ConstructionClearAndCounts) {
+    EXPECT_EQ(Skeleton().numJoints(), 1);
+    EXPECT_EQ(Skeleton(0).root(), nullptr);
 
     Skeleton s(5);
-    for (unsigned short i = 0; i < 5; ++i)
-        EXPECT_EQ(s[i].id(), i);
+    EXPECT_EQ(s[4].id(), 4);
     s.setRoot(3);
+    s.setRoot(5);  // out of range: ignored
     EXPECT_EQ(s.root()->id(), 3);
-    s.setRoot(5);
-    EXPECT_EQ(s.root()->id(), 3);
-
     s.addFoot(1, 0, 2);
     s.addPelvis(0);
     s.jointMetadata(2);
     s.lods().push_back(SkeletonLod{{1, 2}, 7, true, false});
     s.buildDetachedJointsList();
-    s.buildJointNameMap();
     s.clear();
     EXPECT_EQ(s.numJoints(), 0);
     EXPECT_EQ(s.root(), nullptr);
     EXPECT_EQ(s.numFeet(), 0);
     EXPECT_FALSE(s.isPelvis(0));
     EXPECT_TRUE(s.jointMetadataIds().empty());
-    EXPECT_EQ(s.jointId(""), -1);
     EXPECT_EQ(s.lods().size(), 1u);            // kept
     EXPECT_EQ(s.detachedJoints().size(), 5u);  // kept
 
-    s.setNumJoints(70000);  // low 16 bits
+    s.setNumJoints(70000);  // the low 16 bits, array included
     EXPECT_EQ(s.numJoints(), 70000 - 65536);
-    EXPECT_EQ(s.joint(4463).id(), 4463);
+    EXPECT_EQ(s[4463].id(), 4463);
 }
 
 TEST(Skeleton, CopyRelinksIntoOwnJoints) {
@@ -111,7 +80,6 @@ TEST(Skeleton, CopyRelinksIntoOwnJoints) {
     src.addPelvis(1);
     src.addJointMetadata(3, "limits", bagWith("x"));
     src.lods().push_back(SkeletonLod{{3}, 1, false, true});
-    src.setRoot(0);
     src.buildJointNameMap();
 
     auto check = [&src](Skeleton& copy) {
@@ -120,35 +88,28 @@ TEST(Skeleton, CopyRelinksIntoOwnJoints) {
         ASSERT_EQ(copy[3].numChildren(), 2);
         EXPECT_EQ(copy[3].child(0), &copy[5]);
         EXPECT_EQ(copy[3].child(1), &copy[6]);
-        EXPECT_EQ(copy[5].parent(), &copy[3]);
         EXPECT_EQ(copy[7].parent(), nullptr);
         EXPECT_EQ(copy[3].translation(), V3d(1, 2, 3));
         EXPECT_EQ(copy.jointId("j6"), 6);
         EXPECT_EQ(copy.footIK(0), &copy[5]);
         EXPECT_TRUE(copy.isPelvis(1));
         EXPECT_EQ(copy.lods().size(), 1u);
-        // The joint metadata is a copy, not the source's objects.
-        ASSERT_TRUE(copy.jointHasMetadata(3));
+        EXPECT_EQ(copy.jointMetadataIds(), Ids{3});
         EXPECT_NE(copy.jointMetadata(3).getEntry("limits"),
                   src.jointMetadata(3).getEntry("limits"));
-        EXPECT_TRUE(copy.jointMetadata(3).hasKey("limits"));
         copy[3].setName("changed");
         EXPECT_EQ(src[3].name(), "j3");
     };
 
     Skeleton constructed(src);
     check(constructed);
-
     Skeleton sameCount(8);
     sameCount.addJointMetadata(6, "stale", bagWith("y"));
     sameCount = src;
     check(sameCount);
-    EXPECT_EQ(sameCount.jointMetadataIds(), Ids{3});
-
     Skeleton otherCount(2);
     otherCount = src;
     check(otherCount);
-
     Skeleton& self = otherCount;
     otherCount = self;
     EXPECT_EQ(otherCount[3].parent(), &otherCount[1]);
@@ -162,95 +123,59 @@ TEST(Skeleton, NamesMapAndSanitising) {
     s[2].setName("x:y:z");
     s[3].setName("arm_L");
     s[4].setName("tail:");
-    EXPECT_EQ(s.jointId("rig:arm.L"), -1);  // no map built yet
+    EXPECT_EQ(s.jointId("arm_L"), -1);  // no map built yet
     s.sanitizeJointNames();
     EXPECT_EQ(s[0].name(), "arm_L");
     EXPECT_EQ(s[1].name(), "c_d");
     EXPECT_EQ(s[2].name(), "y:z");
     EXPECT_EQ(s[4].name(), "");
     EXPECT_EQ(s.jointId("arm_L"), 3);  // shared name: the later joint wins
-    EXPECT_EQ(s.jointId("c_d"), 1);
     EXPECT_EQ(s.jointId(""), 4);
     EXPECT_EQ(s.jointId("rig:arm.L"), -1);
     s[3].setName("other");
     s.buildJointNameMap();
     EXPECT_EQ(s.jointId("arm_L"), 0);
-}
 
-TEST(Skeleton, DetachedJoints) {
-    Skeleton s(5);
     s[0].addChild(&s[1]);
-    s[0].addChild(&s[2]);
     s[3].addChild(&s[4]);
     s.buildDetachedJointsList();
-    EXPECT_EQ(s.detachedJoints(), (Ids{0, 3}));
+    EXPECT_EQ(s.detachedJoints(), (Ids{0, 2, 3}));
 }
 
-TEST(Skeleton, Feet) {
+TEST(Skeleton, FeetAndPelvisRegistration) {
     Skeleton s(11);
-    s.addFoot(10, 8, 11);
+    s.addFoot(10, 8, 11);  // tip out of range
     EXPECT_EQ(s.numFeet(), 0);
     s.setNumJoints(12);
     s.addFoot(10, 8, 11);
     ASSERT_EQ(s.numFeet(), 1);
-    EXPECT_EQ(s.footIK(0), &s[10]);
     EXPECT_EQ(s.footRoot(0), &s[8]);
     EXPECT_EQ(s.footTip(0), &s[11]);
-    EXPECT_EQ(s.footPelvis(0), 0);
-    EXPECT_FALSE(s.footHasPoleVector(0));
-    EXPECT_EQ(s.footPoleVector(0), V3d(0, 0, 0));
-    EXPECT_TRUE(s.legJoints(0).empty());
-    EXPECT_TRUE(s.midJoints(0).empty());
-    EXPECT_TRUE(s.isFootIK(10));
-    EXPECT_TRUE(s.isFootRoot(8));
-    EXPECT_TRUE(s.isFootTip(11));
+    EXPECT_TRUE(s.isFootRoot(8) && s.isFootTip(11) && s.isFootIK(10));
     EXPECT_FALSE(s.isFootIK(8));
-    EXPECT_FALSE(s.isFootTip(10));
-
-    s.setFootPoleVector(1, V3d(1, 2, 3));
+    s.setFootPoleVector(1, V3d(1, 2, 3));  // no such foot
     EXPECT_FALSE(s.footHasPoleVector(0));
     s.setFootPoleVector(0, V3d(1, 2, 3));
     EXPECT_TRUE(s.footHasPoleVector(0));
     EXPECT_EQ(s.footPoleVector(0), V3d(1, 2, 3));
 
-    s.addFoot(10, 8, 11);  // no duplicate check
-    EXPECT_EQ(s.numFeet(), 2);
-    s.clearFeet();
-    EXPECT_EQ(s.numFeet(), 0);
-}
-
-TEST(Skeleton, Pelvises) {
-    Skeleton s(10);
     EXPECT_EQ(s.numPelvises(), 1);
-    EXPECT_EQ(&s.pelvis(5), &s[0]);
-    EXPECT_FALSE(s.isPelvis(0));
     s.setRoot(4);
-    EXPECT_EQ(&s.pelvis(0), &s[0]);  // joint 0, not the root
-
-    s.addPelvis(7);
-    s.addPelvis(3);
-    s.addPelvis(7);
-    s.addPelvis(10);
+    EXPECT_EQ(&s.pelvis(5), &s[0]);  // joint 0, not the root, whatever the index
+    EXPECT_FALSE(s.isPelvis(0));
+    for (unsigned short id : {7, 3, 7, 12})
+        s.addPelvis(id);
     EXPECT_EQ(s.numPelvises(), 2);
     EXPECT_EQ(&s.pelvis(0), &s[3]);
     EXPECT_EQ(&s.pelvis(1), &s[7]);
-    EXPECT_TRUE(s.isPelvis(7));
-    EXPECT_FALSE(s.isPelvis(10));
-    s.clearPelvises();
-    EXPECT_EQ(s.numPelvises(), 1);
-
-    EXPECT_EQ(s.numPelvisChains(0), 0u);
+    EXPECT_EQ(s.numPelvisChains(7), 0u);
     EXPECT_EQ(s.pelvisChain(0, 0), nullptr);
 }
 
-TEST(Skeleton, JointMetadata) {
+TEST(Skeleton, JointMetadataHoldsCopies) {
     const Skeleton s(4);
     EXPECT_FALSE(s.jointHasMetadata(2));
-    Skeleton copy = s;
-    copy.clearJointMetadata(2);  // nothing to remove
-    EXPECT_TRUE(copy.jointMetadataIds().empty());
-
-    EXPECT_EQ(s.jointMetadata(2).size(), 0u);  // the const accessor inserts
+    s.jointMetadata(2);  // the const accessor inserts
     EXPECT_TRUE(s.jointHasMetadata(2));
 
     Skeleton m(4);
@@ -259,22 +184,12 @@ TEST(Skeleton, JointMetadata) {
     value->insertEntry("b", std::make_shared<MapMetadata>());
     auto stored = std::static_pointer_cast<MapMetadata>(m.jointMetadata(3).getEntry("shared"));
     ASSERT_TRUE(stored);
-    EXPECT_NE(stored, value);
-    EXPECT_EQ(stored->size(), 1u);  // a copy: the later change to `value` is not seen
-
+    EXPECT_EQ(stored->size(), 1u);  // the later change to `value` is not seen
     MapMetadata raw;
     m.addJointMetadata(1, "raw", &raw);
     EXPECT_NE(m.jointMetadata(1).getEntry("raw").get(), &raw);
-
-    MapMetadata bag;
-    bag.insertEntry("k", std::make_shared<MapMetadata>());
-    m.setJointMetadata(0, bag);
-    EXPECT_TRUE(m.jointMetadata(0).hasKey("k"));
-    EXPECT_EQ(m.jointMetadataIds(), (Ids{0, 1, 3}));
-    m.clearJointMetadata(1);
-    EXPECT_EQ(m.jointMetadataIds(), (Ids{0, 3}));
-    m.clearJointsMetadata();
-    EXPECT_TRUE(m.jointMetadataIds().empty());
+    m.clearJointMetadata(0);  // no entry: nothing happens
+    EXPECT_EQ(m.jointMetadataIds(), (Ids{1, 3}));
 }
 
 TEST(Skeleton, MemSize) {
@@ -290,7 +205,6 @@ TEST(Skeleton, MemSize) {
     s.addPelvis(0);
     s.addPelvis(1);
     s.jointMetadata(1);
-    const size_t expected =
-        2 + (6 + 2 + 94) + (4 + 2 + 94) + (6 + 94) + 8 + (2 + 20) + 2 * (3 * 2 + 2);
-    EXPECT_EQ(s.memSize(), expected);
+    EXPECT_EQ(s.memSize(),
+              2u + (6 + 2 + 94) + (4 + 2 + 94) + (6 + 94) + 8 + (2 + 20) + 2 * (3 * 2 + 2));
 }
