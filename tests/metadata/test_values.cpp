@@ -2,6 +2,7 @@
 // and a round trip through the factory by the id read from the archive that keeps the hash.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
 #include <string>
 
@@ -119,6 +120,23 @@ void expectRoundTrip(const Metadata& m) {
     EXPECT_EQ(hashOf(*back), hashOf(m));
 }
 
+// Every proper prefix of a value's bytes is refused without reading past it or allocating for
+// counts that cannot fit.
+void expectTruncationRefused(const Metadata& m) {
+    Archive full(m.memSize(), 0);
+    ASSERT_TRUE(m.serialise(full));
+    for (size_t n = 0; n < full.size; ++n) {
+        Archive cut(n, 0);
+        if (n) std::memcpy(cut.data, full.data, n);
+        std::unique_ptr<Metadata> fresh(MetadataFactory::instance().createMetadataRawPtr(
+            m.typeStr()));
+        ASSERT_NE(fresh, nullptr);
+        EXPECT_FALSE(fresh->deserialise(cut)) << m.typeStr() << " cut at " << n;
+        EXPECT_TRUE(cut.failed());
+        EXPECT_LE(cut.position, cut.size);
+    }
+}
+
 template <class M>
 void expectRegistered() {
     const auto it = expectedIds().find(M::staticTypeStr());
@@ -152,6 +170,10 @@ TYPED_TEST(ScalarValueTest, RoundTripsDefaultAndSampleValues) {
     expectRoundTrip(M());
     expectRoundTrip(M(sample<TypeParam>()));
     EXPECT_NE(hashOf(M()), hashOf(M(sample<TypeParam>())));
+}
+
+TYPED_TEST(ScalarValueTest, RefusesEveryTruncation) {
+    expectTruncationRefused(MetadataImpl<TypeParam>(sample<TypeParam>()));
 }
 
 TYPED_TEST(ScalarValueTest, CopyCloneAndComparisonWithOtherTypes) {
@@ -224,6 +246,10 @@ TYPED_TEST(ArrayValueTest, RoundTripsEmptyAndSampleArrays) {
     expectRoundTrip(A(sampleArray<TypeParam>()));
     EXPECT_EQ(A().memSize(), 12u);
     EXPECT_NE(hashOf(A()), hashOf(A(sampleArray<TypeParam>())));
+}
+
+TYPED_TEST(ArrayValueTest, RefusesEveryTruncation) {
+    expectTruncationRefused(TypedArrayMetadata<TypeParam>(sampleArray<TypeParam>()));
 }
 
 TYPED_TEST(ArrayValueTest, HandsOutElementsAsBasicValues) {
