@@ -1,5 +1,6 @@
 #include "core/metadata/ArrayMetadata.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "core/metadata/internal/ContainerIO.h"
@@ -78,36 +79,51 @@ bool ArrayMetadata::deserialise(Archive& archive) {
 }
 
 bool ArrayMetadata::serialisePlain(Archive& archive) const {
-    std::vector<const Metadata*> values;
-    values.reserve(m_elements.size());
+    // Each element writes its own row and its own value bytes, sequentially or as a task.
+    struct Slot {
+        const Metadata* value;
+        uint64_t offset;  // from the start of the element area
+    };
+    std::vector<Slot> slots;
+    slots.reserve(m_elements.size());
+    uint64_t offset = 0;
     for (const auto& element : m_elements) {
-        if (element) values.push_back(element.get());
+        if (!element) continue;
+        slots.push_back({element.get(), offset});
+        offset += element->memSize();
     }
-    std::vector<ValueRow> rows;
-    const uint64_t areaSize = internal::layoutRows(values, rows);
-    const uint64_t total = kHeaderBytes + kRowBytes * values.size() + areaSize;
+    const uint64_t areaSize = offset;
+    const uint64_t tableStart = kHeaderBytes;
+    const uint64_t areaOffset = tableStart + kRowBytes * slots.size();
+    const uint64_t total = areaOffset + areaSize;
 
     if (archive.size == 0) archive.resize(total);
     if (archive.remaining() < total) {
         archive.setFailed();
         return false;
     }
-    unsigned char* out = archive.data + archive.position;
-    out = put<uint32_t>(out, staticTypeId());
-    out = put<uint64_t>(out, values.size());
-    for (const ValueRow& row : rows) {
-        out = put<uint64_t>(out, row.offset);
-        out = put<uint64_t>(out, row.size);
-    }
-    const uint64_t areaStart = static_cast<uint64_t>(out - archive.data);
+    unsigned char* const base = archive.data + archive.position;
+    put<uint64_t>(put<uint32_t>(base, staticTypeId()), slots.size());
+    const uint64_t areaStart = archive.position + areaOffset;
+
+    std::atomic<bool> ok{true};
     const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
-    const bool ok = internal::writeValues(archive, areaStart, values, rows, parallel);
+    internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
+        const Slot& slot = slots[i];
+        const uint64_t end = i + 1 < slots.size() ? slots[i + 1].offset : areaSize;
+        put<uint64_t>(put<uint64_t>(base + tableStart + kRowBytes * i, slot.offset),
+                      end - slot.offset);
+        if (!internal::writeValue(archive, areaStart + slot.offset, areaStart + end, *slot.value)) {
+            ok.store(false, std::memory_order_relaxed);
+        }
+    });
     archive.position = areaStart + areaSize;
-    if (!ok) archive.setFailed();
-    return ok;
+    if (!ok.load()) archive.setFailed();
+    return ok.load();
 }
 
 bool ArrayMetadata::deserialisePlain(Archive& archive) {
+    if (archive.size == 0) return false;
     const uint64_t start = archive.position;
     uint32_t id = 0;
     if (!archive.read(&id, sizeof(id)) || id != staticTypeId()) {

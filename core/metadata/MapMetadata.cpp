@@ -1,6 +1,7 @@
 #include "core/metadata/MapMetadata.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <numeric>
 #include <string_view>
@@ -105,43 +106,58 @@ bool MapMetadata::deserialise(Archive& archive) {
 }
 
 bool MapMetadata::serialisePlain(Archive& archive) const {
-    std::vector<const Metadata*> values;
-    values.reserve(m_entries.size());
-    uint64_t tableSize = 0;
-    for (const auto& [key, value] : m_entries) {
-        if (!value) continue;
-        values.push_back(value.get());
-        tableSize += kRowBytes + key.size();
+    // One walk over the tree gathers what the layout needs; rows and values are then written
+    // entry by entry, each entry touching only its own row and value bytes, so that the
+    // parallel form is the same loop spread over tasks.
+    struct Slot {
+        const Entries::value_type* entry;
+        uint64_t row;     // from the start of the map
+        uint64_t offset;  // from the start of the value area
+    };
+    std::vector<Slot> slots;
+    slots.reserve(m_entries.size());
+    uint64_t row = kHeaderBytes;
+    uint64_t offset = 0;
+    for (const auto& entry : m_entries) {
+        if (!entry.second) continue;
+        slots.push_back({&entry, row, offset});
+        row += kRowBytes + entry.first.size();
+        offset += entry.second->memSize();
     }
-    std::vector<ValueRow> rows;
-    const uint64_t areaSize = internal::layoutRows(values, rows);
-    const uint64_t total = kHeaderBytes + tableSize + areaSize;
+    const uint64_t tableSize = row - kHeaderBytes;
+    const uint64_t areaSize = offset;
+    const uint64_t total = row + areaSize;
 
     if (archive.size == 0) archive.resize(total);
     if (archive.remaining() < total) {
         archive.setFailed();
         return false;
     }
-    unsigned char* out = archive.data + archive.position;
-    out = put<uint32_t>(out, staticTypeId());
-    out = put<uint64_t>(out, values.size());
-    out = put<uint64_t>(out, tableSize);
-    size_t r = 0;
-    for (const auto& [key, value] : m_entries) {
-        if (!value) continue;
-        out = put<uint64_t>(out, key.size());
-        if (!key.empty()) std::memcpy(out, key.data(), key.size());
-        out += key.size();
-        out = put<uint64_t>(out, rows[r].size);
-        out = put<uint64_t>(out, rows[r].offset);
-        ++r;
-    }
-    const uint64_t areaStart = static_cast<uint64_t>(out - archive.data);
+    unsigned char* const base = archive.data + archive.position;
+    unsigned char* out = put<uint32_t>(base, staticTypeId());
+    out = put<uint64_t>(out, slots.size());
+    put<uint64_t>(out, tableSize);
+    const uint64_t areaStart = archive.position + kHeaderBytes + tableSize;
+
+    std::atomic<bool> ok{true};
     const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
-    const bool ok = internal::writeValues(archive, areaStart, values, rows, parallel);
+    internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
+        const Slot& slot = slots[i];
+        const std::string& key = slot.entry->first;
+        const uint64_t end = i + 1 < slots.size() ? slots[i + 1].offset : areaSize;
+        const uint64_t size = end - slot.offset;
+        unsigned char* p = put<uint64_t>(base + slot.row, key.size());
+        if (!key.empty()) std::memcpy(p, key.data(), key.size());
+        p = put<uint64_t>(p + key.size(), size);
+        put<uint64_t>(p, slot.offset);
+        if (!internal::writeValue(archive, areaStart + slot.offset, areaStart + end,
+                                  *slot.entry->second)) {
+            ok.store(false, std::memory_order_relaxed);
+        }
+    });
     archive.position = areaStart + areaSize;
-    if (!ok) archive.setFailed();
-    return ok;
+    if (!ok.load()) archive.setFailed();
+    return ok.load();
 }
 
 bool MapMetadata::deserialisePlain(Archive& archive) {

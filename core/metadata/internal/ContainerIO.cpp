@@ -3,7 +3,6 @@
 #include <atomic>
 
 #include "core/metadata/MetadataFactory.h"
-#include "utils/ParallelFor.h"
 
 namespace ZeltoCore {
 namespace internal {
@@ -20,21 +19,6 @@ struct DepthGuard {
     bool tooDeep() const { return t_readDepth > kMaxReadDepth; }
 };
 
-// Runs item(i) for every i in [0, count), one task per index range when parallel.
-template <class Item>
-void forEachIndex(size_t count, bool parallel, const Item& item) {
-    if (parallel && count > 1 && count <= UINT32_MAX) {
-        ZeltoUtils::parallel_for(ZeltoUtils::ParallelForRange(0, static_cast<uint32_t>(count)),
-                                 [&item](const ZeltoUtils::ParallelForRange& r) {
-                                     for (uint32_t i = r.begin; i < r.end; ++i)
-                                         item(i);
-                                 });
-        return;
-    }
-    for (size_t i = 0; i < count; ++i)
-        item(i);
-}
-
 // Reads the value in `view` into `slot` following the rules of readValues.
 void readOne(ArchiveView& view, std::shared_ptr<Metadata>& slot, bool reuse) {
     const unsigned int id = view.peekTypeId();
@@ -45,29 +29,10 @@ void readOne(ArchiveView& view, std::shared_ptr<Metadata>& slot, bool reuse) {
 
 }  // namespace
 
-uint64_t layoutRows(const std::vector<const Metadata*>& values, std::vector<ValueRow>& rows) {
-    rows.reserve(rows.size() + values.size());
-    uint64_t offset = 0;
-    for (const Metadata* value : values) {
-        const uint64_t size = value->memSize();
-        rows.push_back({offset, size});
-        offset += size;
-    }
-    return offset;
-}
-
-bool writeValues(const Archive& archive, uint64_t areaStart,
-                 const std::vector<const Metadata*>& values, const std::vector<ValueRow>& rows,
-                 bool parallel) {
-    std::atomic<bool> ok{true};
-    forEachIndex(values.size(), parallel, [&](size_t i) {
-        const uint64_t begin = areaStart + rows[i].offset;
-        const uint64_t end = begin + rows[i].size;
-        ArchiveView view(archive, begin, end);
-        values[i]->serialise(view);
-        if (view.failed() || view.position != end) ok.store(false, std::memory_order_relaxed);
-    });
-    return ok.load();
+bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value) {
+    ArchiveView view(archive, begin, end);
+    value.serialise(view);
+    return !view.failed() && view.position == end;
 }
 
 bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,

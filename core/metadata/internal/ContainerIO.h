@@ -13,6 +13,7 @@
 
 #include "core/archive/Archive.h"
 #include "core/metadata/Metadata.h"
+#include "utils/ParallelFor.h"
 
 namespace ZeltoCore {
 namespace internal {
@@ -42,15 +43,25 @@ public:
     }
 };
 
-// Appends the rows of `values` (offsets as running sums of memSize()) and returns the total
-// size of the value area.
-uint64_t layoutRows(const std::vector<const Metadata*>& values, std::vector<ValueRow>& rows);
+// Runs item(i) for every i in [0, count): on the calling thread, or through parallel_for when
+// `parallel` (each call must then touch only what belongs to index i).
+template <class Item>
+void forEachIndex(size_t count, bool parallel, const Item& item) {
+    if (parallel && count > 1 && count <= UINT32_MAX) {
+        ZeltoUtils::parallel_for(ZeltoUtils::ParallelForRange(0, static_cast<uint32_t>(count)),
+                                 [&item](const ZeltoUtils::ParallelForRange& r) {
+                                     for (uint32_t i = r.begin; i < r.end; ++i)
+                                         item(i);
+                                 });
+        return;
+    }
+    for (size_t i = 0; i < count; ++i)
+        item(i);
+}
 
-// Writes values[i] into [areaStart + offset, areaStart + offset + size) of `archive` for every
-// row, one task per value when `parallel`. False when a value did not fill its row exactly.
-bool writeValues(const Archive& archive, uint64_t areaStart,
-                 const std::vector<const Metadata*>& values, const std::vector<ValueRow>& rows,
-                 bool parallel);
+// Serialises `value` into bytes [begin, end) of `archive`'s buffer; false when it did not fill
+// them exactly (its memSize() and serialise() disagree).
+bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value);
 
 // Reads the value of every row into results[i] (results has one slot per row).
 //

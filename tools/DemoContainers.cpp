@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/ZeltoCore.h"
+#include "core/metadata/MetadataImpl.h"
+#include "core/metadata/TypedArrayMetadata.h"
+#include "tools/Demo.h"
+
+namespace ZeltoTool {
+
+using namespace ZeltoCore;
+
+namespace {
+
+template <class T>
+std::shared_ptr<Metadata> value(const T& v) {
+    return std::make_shared<MetadataImpl<T>>(v);
+}
+
+template <class T>
+std::shared_ptr<Metadata> array(const std::vector<T>& v) {
+    return std::make_shared<TypedArrayMetadata<T>>(v);
+}
+
+std::shared_ptr<Metadata> jointProperties(const std::string& name, double weight,
+                                          const Imath::V3d& offset) {
+    auto joint = std::make_shared<MapMetadata>();
+    joint->insertEntry("name", value(name));
+    joint->insertEntry("weight", value(weight));
+    joint->insertEntry("offset", value(offset));
+    return joint;
+}
+
+MapMetadata propertyBag() {
+    MapMetadata character;
+    character.insertEntry("name", value(std::string("hero")));
+    character.insertEntry("height", value(1.82));
+    character.insertEntry("tags", array(std::vector<std::string>{"biped", "hero"}));
+
+    ArrayMetadata joints;
+    joints.push_back(jointProperties("hip", 1.0, Imath::V3d(0, 95, 0)));
+    joints.push_back(jointProperties("knee", 0.5, Imath::V3d(0, -45, 2)));
+    joints.push_back(value(Imath::Quatd(1, 0, 0, 0)));
+
+    MapMetadata bag;
+    bag.addEntry("character", std::make_shared<MapMetadata>(character), false);
+    bag.addEntry("joints", std::make_shared<ArrayMetadata>(joints), false);
+    bag.insertEntry("curve", array(std::vector<double>{0.0, 0.25, 1.0}));
+    bag.insertEntry("lods", array(std::vector<int>{3, 2, 1}));
+    bag.insertEntry("visible", value(true));
+    return bag;
+}
+
+void printTree(std::ostream& out, const Metadata& m, const std::string& label, int depth) {
+    std::stringstream text;
+    m.toString(text);
+    out << std::string(2 * depth, ' ') << label << ": " << m.typeStr();
+    if (!text.str().empty()) out << " = " << text.str();
+    out << "\n";
+    if (const auto* map = dynamic_cast<const MapMetadata*>(&m)) {
+        for (const auto& [key, v] : *map) {
+            if (v) {
+                printTree(out, *v, key, depth + 1);
+            } else {
+                out << std::string(2 * depth + 2, ' ') << key << ": (no value)\n";
+            }
+        }
+    } else if (const auto* list = dynamic_cast<const ArrayMetadata*>(&m)) {
+        for (size_t i = 0; i < list->size(); ++i) {
+            const std::string index = "[" + std::to_string(i) + "]";
+            if (auto v = (*list)[i]) printTree(out, *v, index, depth + 1);
+        }
+    }
+}
+
+MurmurHash3 fingerprint(const Metadata& m) {
+    MurmurHash3 h;
+    m.hash(h);
+    return h;
+}
+
+}  // namespace
+
+bool demoPropertyBag(std::ostream& out) {
+    const MapMetadata bag = propertyBag();
+    printTree(out, bag, "bag", 0);
+
+    Archive sequential;
+    bag.serialise(sequential);
+    Archive parallel;
+    parallel.flags = 4;
+    bag.serialise(parallel);
+    const bool sameBytes =
+        sequential.size == bag.memSize() && parallel.size == sequential.size &&
+        std::equal(sequential.data, sequential.data + sequential.size, parallel.data);
+    out << "wrote " << sequential.size
+        << " bytes sequentially and in parallel: " << (sameBytes ? "identical" : "DIFFERENT")
+        << "\n";
+
+    bool ok = sameBytes;
+    for (Archive* archive : {&sequential, &parallel}) {
+        archive->reset();
+        MapMetadata back;
+        const bool read = back.deserialise(*archive) && archive->position == archive->size;
+        Archive again;
+        back.serialise(again);
+        const bool equal = read && fingerprint(back) == fingerprint(bag) &&
+                           again.size == sequential.size &&
+                           std::equal(again.data, again.data + again.size, sequential.data);
+        out << "read back " << (archive->flags & 4 ? "in parallel" : "sequentially") << ": "
+            << (equal ? "same hash, writes the same bytes" : "DIFFERENT") << "\n";
+        ok = ok && equal;
+    }
+    out << "fingerprint: " << fingerprint(bag) << "\n";
+    return ok;
+}
+
+}  // namespace ZeltoTool
