@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "core/Init.h"
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/MetadataImpl.h"
+#include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ProbeMetadata.h"
 
 namespace {
@@ -352,6 +355,72 @@ TEST_F(MapTest, DamagedInputNeverReadsOutsideTheBuffer) {
     MapMetadata back;
     EXPECT_FALSE(back.deserialise(a));
     EXPECT_TRUE(a.failed());
+}
+
+}  // namespace
+
+namespace {
+
+using namespace ZeltoCore;
+using namespace ZeltoTest;
+
+TEST(MapWithValues, IntEntryLayoutAndFactoryRegistration) {
+    initMetadata();
+    MapMetadata m;
+    m.insertEntry("a", std::make_shared<MetadataImpl<int>>(5));
+    EXPECT_EQ(m.memSize(), 20u + 25 + 8);
+    Archive a;
+    m.serialise(a);
+    EXPECT_EQ(bytesOf(a),
+              Bytes().u32(1).u64(1).u64(25).u64(1).str("a").u64(8).u64(0).u32(3).num<int32_t>(5).b);
+
+    auto& factory = MetadataFactory::instance();
+    EXPECT_EQ(factory.getMetadataName(1), "MapMetadata");
+    EXPECT_EQ(factory.getMetadataName(2), "ArrayMetadata");
+    a.reset();
+    std::shared_ptr<Metadata> back = readMetadata(a);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->typeId(), 1u);
+    EXPECT_EQ(std::static_pointer_cast<MapMetadata>(back)->memSize(), m.memSize());
+}
+
+TEST(MapWithValues, NestedPropertyBagRoundTripsInBothModes) {
+    initMetadata();
+    MapMetadata joint;
+    joint.insertEntry("weight", std::make_shared<MetadataImpl<double>>(0.5));
+    joint.insertEntry("name", std::make_shared<MetadataImpl<std::string>>("knee"));
+    ArrayMetadata list;
+    list.push_back(joint.clone());
+    list.push_back(std::make_shared<TypedArrayMetadata<double>>(std::vector<double>{1, 2, 3}));
+    MapMetadata bag;
+    bag.insertEntry("joints", list.clone());
+    bag.insertEntry("joint", joint.clone());
+    for (int i = 0; i < 200; ++i) {
+        bag.insertEntry("samples" + std::to_string(i),
+                        std::make_shared<TypedArrayMetadata<double>>(std::vector<double>(i, i)));
+    }
+    MurmurHash3 expected;
+    bag.hash(expected);
+    const std::string seq = write(bag, 0);
+    EXPECT_EQ(write(bag, 4), seq);
+    for (uint64_t flags : {0u, 4u}) {
+        Archive a;
+        loadBytes(a, seq);
+        a.flags = flags;
+        MapMetadata back;
+        ASSERT_TRUE(back.deserialise(a));
+        MurmurHash3 h;
+        back.hash(h);
+        EXPECT_EQ(h, expected);
+        auto samples =
+            std::dynamic_pointer_cast<TypedArrayMetadata<double>>(back.getEntry("samples150"));
+        ASSERT_TRUE(samples);
+        EXPECT_EQ(samples->get(), std::vector<double>(150, 150));
+        // Read again into the same map: the held arrays are reused.
+        a.reset();
+        ASSERT_TRUE(back.deserialise(a));
+        EXPECT_EQ(back.getEntry("samples150"), samples);
+    }
 }
 
 }  // namespace
