@@ -6,6 +6,8 @@
 namespace ZeltoTool {
 
 bool demoArchive(std::ostream& out);
+// One value of every registered type, made by name and round-tripped through an archive.
+bool demoAllTypes(std::ostream& out);
 // A nested property bag round-tripped sequentially and in parallel, printed as a key tree.
 bool demoPropertyBag(std::ostream& out);
 // A small character: its joint hierarchy and properties, its bind pose taken to local space and

@@ -15,6 +15,7 @@
 
 #include "core/metadata/ValueTraits.h"
 #include "utils/Curve.h"
+#include "utils/Export.h"
 #include "utils/Image.h"
 #include "utils/Mesh.h"
 #include "utils/SampledCurve.h"
@@ -52,7 +53,7 @@ struct GeometryKind : ValueTraitsDefaults {
     static G lerp(const G& a, const G&, float) { return a; }
 };
 
-struct CurveTraits : GeometryKind<ZeltoUtils::Curve> {
+struct ZELTO_API CurveTraits : GeometryKind<ZeltoUtils::Curve> {
     using C = ZeltoUtils::Curve;
     static constexpr size_t kArrayMinBytes = 20;
     static size_t size(const C& c);
@@ -63,7 +64,7 @@ struct CurveTraits : GeometryKind<ZeltoUtils::Curve> {
 };
 
 // A curve plus its 16-bit sample count; reading resamples with the stored count.
-struct SampledCurveTraits : GeometryKind<ZeltoUtils::SampledCurve> {
+struct ZELTO_API SampledCurveTraits : GeometryKind<ZeltoUtils::SampledCurve> {
     using C = ZeltoUtils::SampledCurve;
     static constexpr size_t kArrayMinBytes = 22;
     static size_t size(const C& c);
@@ -74,7 +75,7 @@ struct SampledCurveTraits : GeometryKind<ZeltoUtils::SampledCurve> {
 };
 
 // Seven arrays always; the UV-set records only in archives of version 3 and later.
-struct MeshTraits : GeometryKind<ZeltoUtils::Mesh> {
+struct ZELTO_API MeshTraits : GeometryKind<ZeltoUtils::Mesh> {
     using M = ZeltoUtils::Mesh;
     static constexpr uint64_t kRecordsVersion = 3;
     static constexpr size_t kArrayMinBytes = 64;
@@ -86,7 +87,7 @@ struct MeshTraits : GeometryKind<ZeltoUtils::Mesh> {
     static bool equal(const M& a, const M& b, double tolerance);
 };
 
-struct ImageTraits : ValueTraitsDefaults {
+struct ZELTO_API ImageTraits : ValueTraitsDefaults {
     using I = ZeltoUtils::Image;
     static constexpr bool kResizeEmptyArchive = false;
     static I defaultValue() { return I(); }

@@ -4,17 +4,20 @@
 // geometry) so that the rules of each kind of type stand in one place; the specialisation itself
 // adds only the registered names and ids. A traits type provides:
 //
-//   names      id, name, arrayId, arrayName (arrayId 0: no array type)
-//   value      defaultValue()
-//   archive    size(v) (bytes after the type id), write(a, v), read(a, v), kResizeEmptyArchive
-//   hash       hash(h, v)
-//   compare    equal(a, b, tolerance); kOrdered with greater(a, b) and less(a, b)
-//   text       kHasText with text(stream, v)
-//   blend      kWeighted with Acc, weightedTerm(v, w), weightedAdd(acc, term), weightedStore(acc,
-//   v) arrays     kArrayMinBytes, arrayBytes(vec), writeArray(a, vec), readArray(a, vec) (vec
-//   already
-//              sized to the stored count), hashArray(h, vec), elementsEqual(a, b) (the isStatic
-//              rule) and lerp(a, b, t) (the blend of two elements, t in single precision)
+//   names     id, name, arrayId, arrayName (arrayId 0: no array type)
+//   value     defaultValue()
+//   archive   size(v) (bytes after the type id), write(a, v), read(a, v), kResizeEmptyArchive
+//   hash      hash(h, v)
+//   compare   equal(a, b, tolerance); kOrdered with greater(a, b) and less(a, b)
+//   text      kHasText with text(stream, v)
+//   blend     kWeighted with Acc, weightedTerm(v, w), weightedAdd(acc, t), weightedStore(acc, v)
+//   arrays    kArrayMinBytes, arrayBytes(vec), writeArray(a, vec), readArray(a, vec) (vec
+//             already sized to the stored count), hashArray(h, vec), elementsEqual(a, b) (the
+//             isStatic rule), lerp(a, b, t) (blend of two elements, t in single precision)
+//
+// A new value type is a specialisation (usually deriving from a kind such as GeometryKind<T>)
+// plus `template class MetadataImpl<T>;` (and TypedArrayMetadata<T>) in a source that includes
+// core/metadata/internal/MetadataImplDefinitions.h (TypedArrayMetadataDefinitions.h).
 //
 //   static_assert(ValueTraits<double>::id == 4);
 //   ValueTraits<Imath::V3d>::text(std::cout, Imath::V3d(1, 2, 3));  // (1, 2, 3)
