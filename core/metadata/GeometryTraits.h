@@ -78,7 +78,8 @@ struct ZELTO_API SampledCurveTraits : GeometryKind<ZeltoUtils::SampledCurve> {
 struct ZELTO_API MeshTraits : GeometryKind<ZeltoUtils::Mesh> {
     using M = ZeltoUtils::Mesh;
     static constexpr uint64_t kRecordsVersion = 3;
-    static constexpr size_t kArrayMinBytes = 64;
+    // The seven array counts; older archives have no record count.
+    static constexpr size_t kArrayMinBytes = 56;
     static size_t size(const M& m);
     static void write(Archive& a, const M& m);
     static void read(Archive& a, M& m);

@@ -106,6 +106,18 @@ TEST(TypedArrayLayoutTest, StringsCurvesAndMeshesUseTheirScalarLayout) {
     EXPECT_EQ(textOf(TypedArrayMetadata<ZeltoUtils::Mesh>({m})), "");
 }
 
+TEST(TypedArrayLayoutTest, MeshesOfVersionTwoHaveNoRecords) {
+    unsigned char bytes[12 + 56] = {105};
+    bytes[4] = 1;  // one mesh, its seven arrays empty
+    Archive a(sizeof(bytes), 0);
+    std::memcpy(a.data, bytes, sizeof(bytes));
+    a.version = 2;
+    TypedArrayMetadata<ZeltoUtils::Mesh> meshes;
+    EXPECT_TRUE(meshes.deserialise(a));
+    EXPECT_EQ(meshes.size(), 1u);
+    EXPECT_EQ(a.position, a.size);
+}
+
 TEST(TypedArrayLayoutTest, ReadingReplacesTheWholeContent) {
     TypedArrayMetadata<double> three({1, 2, 3});
     Archive a;
