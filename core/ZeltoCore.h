@@ -3,6 +3,7 @@
 
 #include "core/Init.h"
 #include "core/archive/Archive.h"
+#include "core/archive/ArchiveFileHeader.h"
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"
 #include "core/math/Transform.h"

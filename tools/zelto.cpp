@@ -63,7 +63,18 @@ int convertBase64(bool encode, const std::string& in, const std::string& out, bo
 }
 
 int runDemo() {
-    bool ok = ZeltoTool::demoArchive(std::cout);
+    using Step = bool (*)(std::ostream&);
+    const std::pair<const char*, Step> steps[] = {
+        {"values in an archive", ZeltoTool::demoArchive},
+        {"every registered type", ZeltoTool::demoAllTypes},
+        {"a nested property bag", ZeltoTool::demoPropertyBag},
+        {"a small character", ZeltoTool::demoCharacter},
+    };
+    bool ok = true;
+    for (const auto& [title, step] : steps) {
+        std::cout << "== " << title << "\n";
+        ok = step(std::cout) && ok;
+    }
     std::cout << (ok ? "demo: all checks passed\n" : "demo: a check FAILED\n");
     return ok ? 0 : 1;
 }
