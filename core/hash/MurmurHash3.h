@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "utils/Export.h"
@@ -88,7 +89,8 @@ public:
     // Vectors of fixed-size values: one call over the storage, even when empty.
     template <class T>
     void append(const std::vector<T>& v) {
-        static_assert(std::is_trivially_copyable_v<T>, "no hash rule for this element type");
+        // Imath types are not trivially copyable, but their bytes are exactly their components.
+        static_assert(std::is_standard_layout_v<T>, "no hash rule for this element type");
         hash(v.data(), v.size() * sizeof(T));
     }
     void append(const std::vector<Imath::Euler<float>>& v);

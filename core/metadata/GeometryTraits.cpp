@@ -25,8 +25,8 @@ void readCurve(Archive& a, Curve& c) {
 }
 
 void hashCurve(MurmurHash3& h, const Curve& c) {
-    hashStorage(h, c.cvs());
-    hashStorage(h, c.knots());
+    h.append(c.cvs());
+    h.append(c.knots());
     h.append(static_cast<unsigned int>(c.degree()));
 }
 
@@ -122,18 +122,18 @@ void MeshTraits::read(Archive& a, M& m) {
 }
 
 void MeshTraits::hash(MurmurHash3& h, const M& m) {
-    hashStorage(h, m.points);
-    hashStorage(h, m.normals);
-    hashStorage(h, m.faceCounts);
-    hashStorage(h, m.faceIndices);
-    hashStorage(h, m.uvs);
-    hashStorage(h, m.colors);
-    hashStorage(h, m.triangles);
+    h.append(m.points);
+    h.append(m.normals);
+    h.append(m.faceCounts);
+    h.append(m.faceIndices);
+    h.append(m.uvs);
+    h.append(m.colors);
+    h.append(m.triangles);
     h.append(uint64_t(m.uvSets.size()));
     for (const ZeltoUtils::MeshUvSet& set : m.uvSets) {
         h.append(set.name);
-        hashStorage(h, set.uvs);
-        hashStorage(h, set.indices);
+        h.append(set.uvs);
+        h.append(set.indices);
     }
 }
 

@@ -41,16 +41,6 @@ struct ValueTraits {
 template <class T>
 inline constexpr bool hasValueTraits = ValueTraits<T>::defined;
 
-// Feeds the contiguous storage of fixed-size values (numbers, Imath vectors, matrices, boxes) in
-// one call, even when empty. Imath types are not trivially copyable, but their bytes are exactly
-// their components.
-template <class T>
-void hashStorage(MurmurHash3& h, const std::vector<T>& v) {
-    static_assert(std::is_standard_layout_v<T> && !std::is_same_v<T, bool>,
-                  "the storage of this element type is not its value bytes");
-    h.hash(v.data(), v.size() * sizeof(T));
-}
-
 // What every kind starts from: the optional abilities are off until the kind turns them on.
 struct ValueTraitsDefaults {
     static constexpr bool defined = true;
@@ -82,7 +72,7 @@ struct FixedLayout : ValueTraitsDefaults {
                       std::is_same_v<T, Imath::Euler<double>>) {
             h.append(v);  // angles and the order fields, with the padding zeroed
         } else {
-            hashStorage(h, v);
+            h.append(v);
         }
     }
 };
