@@ -21,6 +21,10 @@ namespace ZeltoCore {
 class ZELTO_API Archive {
 public:
     static constexpr uint64_t kCurrentVersion = 5;
+    // Bits of `flags`.
+    static constexpr uint64_t kCompressFile = 1;          // compress the buffer in its file
+    static constexpr uint64_t kCompressedContainers = 2;  // containers use their compressed form
+    static constexpr uint64_t kParallel = 4;              // containers spread work over threads
 
     unsigned char* data = nullptr;
     uint64_t position = 0;

@@ -84,7 +84,7 @@ bool Archive::writeToFile(const std::string& path) {
 
     Block packed;
     size_t packedSize = 0;
-    if ((flags & 1) && size) {
+    if ((flags & kCompressFile) && size) {
         packed.reset(ZeltoUtils::compressBuffer(data, size, packedSize));
         if (packedSize == 0) packed.reset();
     }
@@ -153,7 +153,7 @@ bool Archive::readFromFile(const std::string& path) {
     text = std::move(header.text);
     m_failed = false;
 
-    if ((flags & 1) && size) {
+    if ((flags & kCompressFile) && size) {
         size_t outSize = 0;
         if (unsigned char* block = ZeltoUtils::decompressBuffer(data, size, outSize))
             adopt(*this, block, outSize);
