@@ -71,11 +71,18 @@ void ArrayMetadata::hash(MurmurHash3& hasher) const {
 }
 
 bool ArrayMetadata::serialise(Archive& archive) const {
-    return serialisePlain(archive);
+    if (!(archive.flags & Archive::kCompressedContainers)) return serialisePlain(archive);
+    // Parallel writing stays in effect for the compressed form.
+    internal::ScopedFlags flags(archive, archive.flags & Archive::kParallel);
+    return serialiseCompressed(archive);
 }
 
 bool ArrayMetadata::deserialise(Archive& archive) {
-    return deserialisePlain(archive);
+    // Version-1 archives predate the compressed form.
+    if (archive.version == 1 || !(archive.flags & Archive::kCompressedContainers))
+        return deserialisePlain(archive);
+    internal::ScopedFlags flags(archive, 0);
+    return deserialiseCompressed(archive);
 }
 
 bool ArrayMetadata::serialisePlain(Archive& archive) const {
@@ -107,7 +114,7 @@ bool ArrayMetadata::serialisePlain(Archive& archive) const {
     const uint64_t areaStart = archive.position + areaOffset;
 
     std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+    const bool parallel = (archive.flags & Archive::kParallel) != 0;
     internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
         const Slot& slot = slots[i];
         const uint64_t end = i + 1 < slots.size() ? slots[i + 1].offset : areaSize;
@@ -169,7 +176,7 @@ bool ArrayMetadata::deserialisePlain(Archive& archive) {
         }
         end = archive.position;
     } else {
-        const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+        const bool parallel = (archive.flags & Archive::kParallel) != 0;
         intact = internal::readValues(archive, areaStart, rows, results, false, parallel);
         if (count) {
             const ValueRow& last = rows.back();

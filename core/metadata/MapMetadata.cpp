@@ -98,11 +98,16 @@ void MapMetadata::hash(MurmurHash3& hasher) const {
 }
 
 bool MapMetadata::serialise(Archive& archive) const {
-    return serialisePlain(archive);
+    if (!(archive.flags & Archive::kCompressedContainers)) return serialisePlain(archive);
+    // Parallel writing stays in effect for the compressed form.
+    internal::ScopedFlags flags(archive, archive.flags & Archive::kParallel);
+    return serialiseCompressed(archive);
 }
 
 bool MapMetadata::deserialise(Archive& archive) {
-    return deserialisePlain(archive);
+    if (!(archive.flags & Archive::kCompressedContainers)) return deserialisePlain(archive);
+    internal::ScopedFlags flags(archive, 0);
+    return deserialiseCompressed(archive);
 }
 
 bool MapMetadata::serialisePlain(Archive& archive) const {
@@ -140,7 +145,7 @@ bool MapMetadata::serialisePlain(Archive& archive) const {
     const uint64_t areaStart = archive.position + kHeaderBytes + tableSize;
 
     std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+    const bool parallel = (archive.flags & Archive::kParallel) != 0;
     internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
         const Slot& slot = slots[i];
         const std::string& key = slot.entry->first;
@@ -171,32 +176,13 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
 
     // The whole table first: nothing in the map changes until it has been read intact. Keys
     // stay views into the buffer until they are needed as map keys.
-    uint64_t count = 0;
-    uint64_t tableSize = 0;
-    bool ok = archive.readCount(count, kRowBytes) && archive.read(&tableSize, sizeof(tableSize));
     std::vector<std::string_view> keys;
     std::vector<ValueRow> rows;
-    if (ok) {
-        keys.reserve(count);
-        rows.reserve(count);
-    }
-    for (uint64_t i = 0; ok && i < count; ++i) {
-        uint64_t length = 0;
-        ValueRow row;
-        if (!archive.readCount(length, 1)) {
-            ok = false;
-            break;
-        }
-        const char* key = reinterpret_cast<const char*>(archive.data + archive.position);
-        ok = archive.skip(length) && archive.read(&row.size, sizeof(row.size)) &&
-             archive.read(&row.offset, sizeof(row.offset));
-        keys.emplace_back(key, length);
-        rows.push_back(row);
-    }
-    if (!ok) {
+    if (!internal::readMapTable(archive, keys, rows)) {
         archive.position = start;
         return false;
     }
+    const uint64_t count = rows.size();
     const uint64_t areaStart = archive.position;
 
     // Held values are reused when the map holds exactly the stored keys.
@@ -228,7 +214,7 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
         for (size_t i = 0; i < count; ++i)
             results[i] = held[i]->second;
     }
-    const bool parallel = (archive.flags & internal::kParallelFlag) != 0;
+    const bool parallel = (archive.flags & Archive::kParallel) != 0;
     const bool intact = internal::readValues(archive, areaStart, rows, results, reuse, parallel);
 
     if (reuse) {

@@ -7,11 +7,14 @@
 // into in place, so pointers obtained earlier stay valid. The plain archive layout is a table
 // of (key, size, offset) rows followed by the values; with archive flag 4 the values are
 // written and read by parallel tasks, each in its own byte range, with identical bytes.
-// Entries without a value are left out of the archive (memSize, count and table alike) but are
-// counted by hash().
+// Entries without a value are left out of the plain archive (memSize, count and table alike) but
+// are counted by hash(). With archive flag 2 the map uses its compressed layout instead: the same
+// table over one compressed block per value (size 0 for an entry without value), always the whole
+// archive. Keyed readers load chosen keys from either layout, in memory or straight from a file.
 //
 //   MapMetadata bag;
 //   bag.insertEntry("weight", value); Archive a; bag.serialise(a);
+//   MapMetadata some; some.deserialiseKeys("rig.zelto", {"weight"}, false, false);
 #pragma once
 
 #include <map>
@@ -54,13 +57,38 @@ public:
     // that has a value.
     void hash(MurmurHash3& hasher) const override;
     // Sizes an empty archive to memSize() first; false when an archive with a buffer has too
-    // little room (nothing written then).
+    // little room (nothing written then). With flag 2: serialiseCompressed, keeping only flag 4.
     bool serialise(Archive& archive) const override;
     // False (map and cursor unchanged) for an empty archive, a type id other than 1 or a damaged
     // table. A value that cannot be read (unknown type, damaged bytes) leaves its entry empty;
     // the call also returns false when a row points outside the buffer, keeping the entries
     // that read. When the map holds exactly the stored keys, the held values read in place.
+    // With flag 2: deserialiseCompressed, run with the flags cleared.
     bool deserialise(Archive& archive) override;
+
+    // Writes the compressed layout as the whole content of `archive`: resized to exactly its
+    // length, written from position 0, cursor left at the end. Flag 4 compresses and places the
+    // blocks in parallel, with the same bytes. False only when a value's memSize() is wrong.
+    bool serialiseCompressed(Archive& archive) const;
+    // Reads the compressed layout at the cursor. The map then holds exactly the stored keys, each
+    // with a new value; an entry whose block does not decompress (or has size 0) or whose type
+    // is unknown has no value. False, map and cursor unchanged, for a type id other than 1 or a
+    // damaged table; false as well, after reading, when a row points outside the buffer.
+    // Cursor left at the end of the archive.
+    bool deserialiseCompressed(Archive& archive);
+    // Loads only `keys` (absent ones ignored, repeats read once) from a map stored at the cursor,
+    // plain or, with flag 2, compressed; flag 4 reads them in parallel. Without `merge` the map is
+    // cleared first, with it the other entries stay. A requested entry ends with the new value,
+    // or none when its block does not read. Failure results as deserialiseCompressed.
+    bool deserialiseKeys(Archive& archive, const std::vector<std::string>& keys, bool merge);
+    // The same from an archive file, reading only its header, the table and the requested
+    // blocks (the whole data when the file is compressed as a whole). Without `merge` the map is
+    // cleared, unless it holds exactly `keys`: the held values then read in place. A block that
+    // does not decompress leaves its entry as it was. `parallel` decodes the blocks, read
+    // first, in parallel tasks. False for a file that is not an archive of a map, a damaged
+    // table, or (after reading the rest) a row pointing outside the file.
+    bool deserialiseKeys(const std::string& path, const std::vector<std::string>& keys, bool merge,
+                         bool parallel);
     void toString(std::stringstream&) const override {}
 
     // Shares `value` when !deepCopy; otherwise copies it into a held object of the same type

@@ -19,8 +19,7 @@ struct DepthGuard {
     bool tooDeep() const { return t_readDepth > kMaxReadDepth; }
 };
 
-// Reads the value in `view` into `slot` following the rules of readValues.
-void readOne(ArchiveView& view, std::shared_ptr<Metadata>& slot, bool reuse) {
+void readOne(Archive& view, std::shared_ptr<Metadata>& slot, bool reuse) {
     const unsigned int id = view.peekTypeId();
     if (reuse && !slot) return;
     if (!reuse || slot->typeId() != id) slot = MetadataFactory::instance().createMetadata(id);
@@ -28,6 +27,30 @@ void readOne(ArchiveView& view, std::shared_ptr<Metadata>& slot, bool reuse) {
 }
 
 }  // namespace
+
+bool readMapTable(Archive& archive, std::vector<std::string_view>& keys,
+                  std::vector<ValueRow>& rows) {
+    uint64_t count = 0;
+    uint64_t tableSize = 0;
+    if (!archive.readCount(count, kMapRowBytes) || !archive.read(&tableSize, sizeof(tableSize)))
+        return false;
+    keys.clear();
+    rows.clear();
+    keys.reserve(count);
+    rows.reserve(count);
+    uint64_t used = 0;
+    const bool ok = walkMapRows(archive.data + archive.position, archive.remaining(), count, used,
+                                [&](std::string_view key, const ValueRow& row) {
+                                    keys.push_back(key);
+                                    rows.push_back(row);
+                                });
+    if (!ok) {
+        archive.setFailed();
+        return false;
+    }
+    archive.position += used;
+    return true;
+}
 
 bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value) {
     ArchiveView view(archive, begin, end);
@@ -61,6 +84,15 @@ bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<Va
         readOne(view, slot, reuse);
     });
     return intact.load();
+}
+
+void readValue(Archive& source, std::shared_ptr<Metadata>& slot, bool reuse) {
+    DepthGuard depth;
+    if (depth.tooDeep()) {
+        slot.reset();
+        return;
+    }
+    readOne(source, slot, reuse);
 }
 
 std::shared_ptr<Metadata> readValueInPlace(Archive& archive) {

@@ -8,7 +8,9 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "core/archive/Archive.h"
@@ -18,15 +20,45 @@
 namespace ZeltoCore {
 namespace internal {
 
-// Archive flag bits the containers react to.
-constexpr uint64_t kCompressedFlag = 2;
-constexpr uint64_t kParallelFlag = 4;
-
 // Where a value lives, counted from the start of the value area.
 struct ValueRow {
     uint64_t offset = 0;
     uint64_t size = 0;
 };
+
+// Map table rows: key length, key, value size, value offset.
+constexpr uint64_t kMapRowBytes = 8 + 8 + 8;
+
+// Walks `count` map table rows in [table, table + bytes), calling visit(key, row) with the key as
+// a view into the table. False, as soon as it shows, when a row runs past the end; `used` is then
+// meaningless, otherwise it is the length of the rows.
+template <class Visit>
+bool walkMapRows(const unsigned char* table, uint64_t bytes, uint64_t count, uint64_t& used,
+                 Visit&& visit) {
+    uint64_t at = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        uint64_t length = 0;
+        if (bytes - at < sizeof(length)) return false;
+        std::memcpy(&length, table + at, sizeof(length));
+        at += sizeof(length);
+        if (length > bytes - at || bytes - at - length < 2 * sizeof(uint64_t)) return false;
+        const std::string_view key(reinterpret_cast<const char*>(table + at), length);
+        at += length;
+        ValueRow row;
+        std::memcpy(&row.size, table + at, sizeof(row.size));
+        std::memcpy(&row.offset, table + at + sizeof(row.size), sizeof(row.offset));
+        at += 2 * sizeof(uint64_t);
+        visit(key, row);
+    }
+    used = at;
+    return true;
+}
+
+// Reads the entry count, the table size (not used) and the rows of a map table at the cursor,
+// which stands just after the type id, and leaves the cursor after the table. Keys are views into
+// the archive's buffer. False, failure set, when the table is damaged or its count absurd.
+bool readMapTable(Archive& archive, std::vector<std::string_view>& keys,
+                  std::vector<ValueRow>& rows);
 
 // A view onto bytes [0, end) of `parent`'s buffer with the cursor at `begin`: never owns or
 // releases the buffer, carries the parent's version and no flags (nested values are always
@@ -41,6 +73,21 @@ public:
         version = parent.version;
         flags = 0;
     }
+};
+
+// Gives an archive other flags for the lifetime of the guard.
+class ScopedFlags {
+public:
+    ScopedFlags(Archive& archive, uint64_t flags) : m_archive(archive), m_saved(archive.flags) {
+        archive.flags = flags;
+    }
+    ~ScopedFlags() { m_archive.flags = m_saved; }
+    ScopedFlags(const ScopedFlags&) = delete;
+    ScopedFlags& operator=(const ScopedFlags&) = delete;
+
+private:
+    Archive& m_archive;
+    uint64_t m_saved;
 };
 
 // Runs item(i) for every i in [0, count): on the calling thread, or through parallel_for when
@@ -76,6 +123,11 @@ bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<Va
 // Reads one value at the cursor of `archive`, bounded by the archive's size, and advances it.
 // Null (cursor at the end of the buffer) when the type is unknown or the value is damaged.
 std::shared_ptr<Metadata> readValueInPlace(Archive& archive);
+
+// Reads the value at the cursor of `source` into `slot` by the rules of readValues for one row:
+// with `reuse` a held value of the stored type reads itself in place and an empty slot stays
+// empty; otherwise a new value is made from the stored type id. Damaged or unknown: empty.
+void readValue(Archive& source, std::shared_ptr<Metadata>& slot, bool reuse);
 
 }  // namespace internal
 }  // namespace ZeltoCore

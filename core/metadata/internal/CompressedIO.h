@@ -1,0 +1,55 @@
+// Per-value compression shared by the compressed and keyed forms of MapMetadata and
+// ArrayMetadata. Private to the metadata sources: never include it from a public header.
+//
+// A value travels as the compressor's block of its plain bytes, serialised into an archive of
+// exactly memSize(); reading decompresses a block into an archive of its own, so a damaged block
+// can only ever spoil its own value.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "core/archive/Archive.h"
+#include "core/metadata/Metadata.h"
+#include "core/metadata/internal/ContainerIO.h"
+
+namespace ZeltoCore {
+namespace internal {
+
+struct FreeBytes {
+    void operator()(unsigned char* p) const { std::free(p); }
+};
+
+// One compressed value; size 0 (no bytes) for no value or when the compressor gave nothing.
+struct CompressedBlock {
+    std::unique_ptr<unsigned char, FreeBytes> bytes;
+    size_t size = 0;
+};
+
+// Compresses every value (null: an empty block), in parallel tasks when asked. False when a
+// value did not write exactly memSize() bytes; its block is then left empty.
+bool compressValues(const std::vector<const Metadata*>& values, bool parallel,
+                    std::vector<CompressedBlock>& blocks);
+
+// Copies block i to areaStart + offsets[i] of the archive's buffer (each task its own range).
+void placeBlocks(Archive& archive, uint64_t areaStart, const std::vector<CompressedBlock>& blocks,
+                 const std::vector<uint64_t>& offsets, bool parallel);
+
+// Reads the value held by `size` bytes at `bytes` (a compressed block when `compressed`, plain
+// bytes otherwise) into `slot`, by the rules of readValue; the value's archive carries `version`
+// and no flags. False, `slot` untouched, when a compressed block does not decompress.
+bool decodeValue(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,
+                 std::shared_ptr<Metadata>& slot, bool reuse);
+
+// decodeValue for every row of an archive's value area, new values only. decoded[i] is false
+// when row i lies outside the buffer or its block does not decompress; results[i] is then
+// untouched. Returns false when a row lies outside the buffer.
+bool decodeRows(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                bool compressed, bool parallel, std::vector<std::shared_ptr<Metadata>>& results,
+                std::vector<char>& decoded);
+
+}  // namespace internal
+}  // namespace ZeltoCore

@@ -1,0 +1,62 @@
+// Helpers of the keyed readers of MapMetadata and ArrayMetadata. Private to the metadata
+// sources: never include it from a public header.
+//
+// A keyed read walks a table that can hold 100,000 rows to pick out a handful of them, so rows
+// are matched as views against a small hash set of the requested keys (no string per row), and
+// files are read by position: the header, the table in one read, then one read per value.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/archive/Archive.h"
+#include "core/archive/ArchiveFileHeader.h"
+
+namespace ZeltoCore {
+namespace internal {
+
+// The distinct requested keys, in order of first request, looked up by view.
+class KeySet {
+public:
+    static constexpr size_t npos = static_cast<size_t>(-1);
+
+    explicit KeySet(const std::vector<std::string>& keys);
+    // Index of `key` among the distinct keys, or npos.
+    size_t find(std::string_view key) const;
+    size_t size() const { return m_keys.size(); }
+    const std::string& key(size_t i) const { return *m_keys[i]; }
+
+private:
+    std::vector<const std::string*> m_keys;
+    std::vector<uint32_t> m_slots;  // open addressing: index + 1, 0 for a free slot
+    uint64_t m_mask = 0;
+};
+
+// An archive file opened for keyed reading: its header, and reads at absolute positions that
+// are refused when they would run past the end of the file.
+class ArchiveFileReader {
+public:
+    // False when the path cannot be opened or does not hold an archive file header.
+    bool open(const std::string& path);
+    const ArchiveFileHeader& header() const { return m_header; }
+    uint64_t fileSize() const { return m_header.dataOffset + m_header.dataSize; }
+    // Reads `size` bytes at absolute `offset` into `out`.
+    bool readAt(uint64_t offset, uint64_t size, void* out);
+    // Reads the whole data section into `archive` (decompressed when the file's flag 1 is set
+    // and the bytes decompress), with the file's version and flags.
+    bool readData(Archive& archive);
+
+private:
+    struct Closer {
+        void operator()(std::FILE* f) const { std::fclose(f); }
+    };
+    std::unique_ptr<std::FILE, Closer> m_file;
+    ArchiveFileHeader m_header;
+};
+
+}  // namespace internal
+}  // namespace ZeltoCore

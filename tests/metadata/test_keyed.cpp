@@ -1,0 +1,299 @@
+// Keyed readers of MapMetadata and ArrayMetadata, from archives and from archive files.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "core/Init.h"
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/MapMetadata.h"
+#include "tests/metadata/ProbeMetadata.h"
+
+namespace {
+
+using namespace ZeltoCore;
+using namespace ZeltoTest;
+namespace fs = std::filesystem;
+
+using Keys = std::vector<std::string>;
+using Indices = std::vector<size_t>;
+
+// The container forms a keyed reader must handle: plain, compressed, either in parallel.
+constexpr uint64_t kForms[] = {0, 2, 4, 6};
+
+class KeyedTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        initMetadata();
+        IntProbe::registerType();
+        DoubleProbe::registerType();
+        dir = fs::temp_directory_path() /
+              ("zelto_keyed_" + std::to_string(getpid()) + "_" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    // Writes `m` with `flags` into an archive, and into a file when `name` is given.
+    std::string write(const Metadata& m, uint64_t flags, const std::string& name = "") {
+        Archive a;
+        a.flags = flags;
+        m.serialise(a);
+        if (!name.empty()) {
+            EXPECT_TRUE(a.writeToFile(path(name)));
+        }
+        return bytesOf(a);
+    }
+    std::string path(const std::string& name) const { return (dir / name).string(); }
+
+    fs::path dir;
+};
+
+MapMetadata abc() {
+    MapMetadata m;
+    m.insertEntry("a", intProbe(1));
+    m.insertEntry("b", intProbe(2));
+    m.insertEntry("c", doubleProbe(3.5));
+    return m;
+}
+
+ArrayMetadata threeInts() {
+    ArrayMetadata array;
+    for (int i = 10; i < 13; ++i)
+        array.push_back(intProbe(i));
+    return array;
+}
+
+// Contents of a map of int probes as "key=value" (value "-" when missing or not an int).
+std::string contents(const MapMetadata& m) {
+    std::string out;
+    for (const auto& [key, value] : m) {
+        out += key + "=" +
+               (value && value->typeId() == 901 ? std::to_string(intOf(value)) : std::string("-")) +
+               " ";
+    }
+    return out;
+}
+
+std::vector<int> ints(const ArrayMetadata& array) {
+    std::vector<int> out;
+    for (size_t i = 0; i < array.size(); ++i)
+        out.push_back(array[i] ? intOf(array[i]) : -1);
+    return out;
+}
+
+TEST_F(KeyedTest, MapFromArchiveInEveryForm) {
+    struct Case {
+        Keys keys;
+        bool merge;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {{"b", "x"}, false, "b=2 "},
+        {{"b", "b", "a"}, false, "a=1 b=2 "},  // a repeat is read once
+        {{}, false, ""},
+        {{"x"}, true, "a=0 z=9 "},
+        {{"b", "x"}, true, "a=0 b=2 z=9 "},
+        {{"a"}, true, "a=1 z=9 "},
+    };
+    for (uint64_t flags : kForms) {
+        const std::string bytes = write(abc(), flags);
+        for (const Case& c : cases) {
+            MapMetadata m;
+            m.insertEntry("a", intProbe(0));
+            m.insertEntry("z", intProbe(9));
+            const auto heldA = m.getEntry("a");
+            Archive archive;
+            loadBytes(archive, bytes);
+            archive.flags = flags;
+            EXPECT_TRUE(m.deserialiseKeys(archive, c.keys, c.merge));
+            EXPECT_EQ(contents(m), c.expected) << flags;
+            EXPECT_EQ(archive.position, archive.size);
+            EXPECT_EQ(intOf(heldA), 0);  // a requested entry gets a new object
+        }
+    }
+    Archive wrong;
+    loadBytes(wrong, write(threeInts(), 0));
+    MapMetadata m = abc();
+    EXPECT_FALSE(m.deserialiseKeys(wrong, {"a"}, false));
+    EXPECT_EQ(wrong.position, 0u);
+    EXPECT_EQ(m.size(), 3u);
+}
+
+TEST_F(KeyedTest, ArrayFromArchiveKeepsOrderAndRepeats) {
+    for (uint64_t flags : kForms) {
+        Archive archive;
+        loadBytes(archive, write(threeInts(), flags));
+        archive.flags = flags;
+        archive.position = 0;
+        ArrayMetadata array;
+        for (int i = 0; i < 5; ++i)
+            array.push_back(intProbe(-i));
+        EXPECT_TRUE(array.deserialiseKeys(archive, {2, 0, 7, 2}, true));
+        EXPECT_EQ(ints(array), (std::vector<int>{12, 10, 12}));
+        EXPECT_NE(array[0], array[2]);
+        EXPECT_EQ(archive.position, 0u);
+        EXPECT_TRUE(array.deserialiseKeys(archive, {9}, false));
+        EXPECT_EQ(array.size(), 0u);
+    }
+}
+
+TEST_F(KeyedTest, MapFromFileInEveryFileForm) {
+    MapMetadata stored = abc();
+    stored.insertEntry("d", intProbe(4));
+    for (uint64_t flags : {0u, 1u, 2u, 3u, 6u, 7u}) {
+        write(stored, flags, "map");
+        for (bool parallel : {false, true}) {
+            MapMetadata m;
+            m.insertEntry("z", intProbe(9));
+            EXPECT_TRUE(m.deserialiseKeys(path("map"), {"d", "x", "b", "d"}, false, parallel));
+            EXPECT_EQ(contents(m), "b=2 d=4 ") << flags;
+
+            // Holding exactly the requested keys: the held objects read in place.
+            const auto heldB = m.getEntry("b");
+            static_cast<IntProbe&>(*heldB).value = 0;
+            EXPECT_TRUE(m.deserialiseKeys(path("map"), {"d", "b"}, false, parallel));
+            if (!(flags & 1)) {
+                EXPECT_EQ(m.getEntry("b"), heldB);
+            }
+            EXPECT_EQ(intOf(heldB), flags & 1 ? 0 : 2);
+            EXPECT_EQ(contents(m), "b=2 d=4 ");
+
+            // Merging keeps the other entries and never reuses.
+            m.insertEntry("a", intProbe(0));
+            EXPECT_TRUE(m.deserialiseKeys(path("map"), {"a"}, true, parallel));
+            EXPECT_EQ(contents(m), "a=1 b=2 d=4 ");
+
+            // Other keys held: the map is cleared first.
+            EXPECT_TRUE(m.deserialiseKeys(path("map"), {"c", "x"}, false, parallel));
+            EXPECT_EQ(m.getKeys(), Keys{"c"});
+        }
+    }
+}
+
+TEST_F(KeyedTest, ArrayFromFileAppendsWithMerge) {
+    for (uint64_t flags : {0u, 2u, 3u, 6u}) {
+        write(threeInts(), flags, "array");
+        ArrayMetadata array;
+        array.push_back(intProbe(5));
+        EXPECT_TRUE(array.deserialiseKeys(path("array"), {1, 3, 1}, true));
+        // The whole-file compressed form goes through the archive reader, which does not merge.
+        const std::vector<int> expected =
+            flags & 1 ? std::vector<int>{11, 11} : std::vector<int>{5, 11, 11};
+        EXPECT_EQ(ints(array), expected);
+        EXPECT_TRUE(array.deserialiseKeys(path("array"), {2}, false));
+        EXPECT_EQ(ints(array), std::vector<int>{12});
+    }
+    // No wanted index: false, and without merge the array is still cleared.
+    write(threeInts(), 2, "array");
+    ArrayMetadata array = threeInts();
+    EXPECT_FALSE(array.deserialiseKeys(path("array"), {3, 8}, true));
+    EXPECT_EQ(array.size(), 3u);
+    EXPECT_FALSE(array.deserialiseKeys(path("array"), {3}, false));
+    EXPECT_EQ(array.size(), 0u);
+}
+
+TEST_F(KeyedTest, FilesThatAreNotMapsOrArraysAreRefused) {
+    write(threeInts(), 2, "array");
+    write(abc(), 2, "map");
+    std::ofstream(path("junk"), std::ios::binary) << "ZELTX and some more bytes";
+    MapMetadata m = abc();
+    ArrayMetadata array = threeInts();
+    for (const char* name : {"array", "junk", "missing"})
+        EXPECT_FALSE(m.deserialiseKeys(path(name), {"a"}, false, false)) << name;
+    for (const char* name : {"map", "junk", "missing"})
+        EXPECT_FALSE(array.deserialiseKeys(path(name), {0}, false)) << name;
+    EXPECT_EQ(m.size(), 3u);
+    EXPECT_EQ(array.size(), 3u);
+}
+
+// A small compressed map file cut at every length, and with rows or blocks spoiled: never a
+// crash or an overrun; what the caller held stays unless the reader replaced it.
+TEST_F(KeyedTest, DamagedMapFiles) {
+    write(abc(), 2, "map");
+    std::ifstream in(path("map"), std::ios::binary);
+    const std::string file{std::istreambuf_iterator<char>(in), {}};
+    const size_t header = 37;
+    const size_t tableEnd = header + 20 + 3 * 25;
+    const size_t bEnd = tableEnd + 2 * 10;  // blocks of a and b
+    for (size_t n = 0; n < file.size(); ++n) {
+        std::ofstream(path("cut"), std::ios::binary) << file.substr(0, n);
+        for (bool parallel : {false, true}) {
+            MapMetadata m;
+            m.insertEntry("b", intProbe(0));
+            m.insertEntry("c", intProbe(0));
+            const bool ok = m.deserialiseKeys(path("cut"), {"b", "c"}, true, parallel);
+            EXPECT_FALSE(ok) << n;
+            // Cut before the end of the table: nothing changes.
+            EXPECT_EQ(contents(m), n < bEnd ? "b=0 c=0 " : "b=2 c=0 ") << n;
+        }
+    }
+
+    // A row pointing outside the file, and a block that does not decompress.
+    std::string outside = file;
+    outside[header + 20 + 25 + 9 + 8] = char(0x7f);  // offset of row b
+    std::string spoiled = file;
+    spoiled[tableEnd + 10] = char(0x33);  // method byte of b's block
+    for (const auto& [name, bytes, result] :
+         {std::tuple<std::string, std::string, bool>{"outside", outside, false},
+          {"spoiled", spoiled, true}}) {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+        MapMetadata m;
+        m.insertEntry("b", intProbe(0));
+        EXPECT_EQ(m.deserialiseKeys(path(name), {"a", "b"}, true, false), result) << name;
+        EXPECT_EQ(contents(m), "a=1 b=0 ") << name;
+        MapMetadata fresh;
+        EXPECT_EQ(fresh.deserialiseKeys(path(name), {"a", "b"}, false, true), result) << name;
+        EXPECT_EQ(contents(fresh), "a=1 ") << name;
+    }
+    // Every byte spoiled in turn, for both file readers.
+    for (size_t i = header; i < file.size(); ++i) {
+        std::string bad = file;
+        bad[i] = char(bad[i] ^ 0xa5);
+        std::ofstream(path("bad"), std::ios::binary) << bad;
+        MapMetadata m;
+        m.deserialiseKeys(path("bad"), {"a", "c"}, false, true);
+        ArrayMetadata array;
+        array.deserialiseKeys(path("bad"), {0, 1}, false);
+    }
+}
+
+TEST_F(KeyedTest, DamagedArrayFilesAndTables) {
+    write(threeInts(), 2, "array");
+    std::ifstream in(path("array"), std::ios::binary);
+    const std::string file{std::istreambuf_iterator<char>(in), {}};
+    const size_t tableEnd = 37 + 12 + 3 * 16;
+    for (size_t n = 0; n < file.size(); ++n) {
+        std::ofstream(path("cut"), std::ios::binary) << file.substr(0, n);
+        ArrayMetadata array;
+        array.push_back(intProbe(5));
+        EXPECT_FALSE(array.deserialiseKeys(path("cut"), {2, 0}, true)) << n;
+        if (n < tableEnd) {
+            EXPECT_EQ(ints(array), std::vector<int>{5}) << n;
+        } else {
+            // Element 2's block is always cut; element 0's is whole from tableEnd + 10 on.
+            EXPECT_EQ(ints(array), (std::vector<int>{5, -1, n < tableEnd + 10 ? -1 : 10})) << n;
+        }
+    }
+    // An absurd element count in memory and in a file is refused before any allocation.
+    const std::string absurd = Bytes().u32(2).u64(uint64_t(1) << 61).b;
+    Archive a;
+    loadBytes(a, absurd);
+    ArrayMetadata array = threeInts();
+    EXPECT_FALSE(array.deserialiseKeys(a, {0}, false));
+    EXPECT_EQ(array.size(), 3u);
+    EXPECT_TRUE(a.writeToFile(path("absurd")));
+    EXPECT_FALSE(array.deserialiseKeys(path("absurd"), {0}, false));
+    EXPECT_EQ(array.size(), 3u);
+    MapMetadata m = abc();
+    loadBytes(a, Bytes().u32(1).u64(uint64_t(1) << 58).u64(~0ull).b);
+    EXPECT_TRUE(a.writeToFile(path("absurd")));
+    EXPECT_FALSE(m.deserialiseKeys(a, {"a"}, false));
+    EXPECT_FALSE(m.deserialiseKeys(path("absurd"), {"a"}, false, false));
+    EXPECT_EQ(m.size(), 3u);
+}
+
+}  // namespace
