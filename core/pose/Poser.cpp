@@ -85,7 +85,7 @@ M44d Poser::getWorldMatrix(const Pose& pose, unsigned int id) const {
         return M44d();
     }
     const Joint& joint = m_skeleton->joint(static_cast<unsigned short>(id));
-    M44d world = localMatrix(pose, joint, joint.id());
+    M44d world = localMatrix(pose, joint, static_cast<unsigned short>(id));
     for (const Joint* a = joint.parent(); a; a = a->parent()) {
         // Only a skeleton whose parents do not precede their children can have an ancestor the
         // pose does not cover; it contributes nothing rather than being read out of range.
