@@ -1,11 +1,6 @@
 // A small test character: pelvis, spine and two legs (hip, knee, ankle, toe), parents before
-// children, with rotated and scaled bind transforms so that no product is trivial.
+// children, every joint rotated, translated and uniformly scaled so that no product is trivial.
 #pragma once
-
-#include <Imath/ImathQuat.h>
-#include <Imath/ImathVec.h>
-
-#include <cmath>
 
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
@@ -19,33 +14,14 @@ inline Imath::Quatd axisAngle(const Imath::V3d& axis, double angle) {
 }
 
 inline ZeltoCore::Skeleton makeCharacter() {
-    using Imath::V3d;
     ZeltoCore::Skeleton s(10);
-    const char* names[] = {"pelvis", "spine", "hip_L",  "knee_L",  "ankle_L",
-                           "toe_L",  "hip_R", "knee_R", "ankle_R", "toe_R"};
-    const int parents[] = {-1, 0, 0, 2, 3, 4, 0, 6, 7, 8};
+    const unsigned short parents[] = {0, 0, 0, 2, 3, 4, 0, 6, 7, 8};
     for (unsigned short i = 0; i < 10; ++i) {
-        s[i].setName(names[i]);
-        if (parents[i] >= 0) s[static_cast<unsigned short>(parents[i])].addChild(&s[i]);
+        if (i) s[parents[i]].addChild(&s[i]);
+        s[i].setTranslation(Imath::V3d(i < 6 ? 1.0 : -1.0, -0.5 - i % 4, 0.1 * i));
+        s[i].setRotation(axisAngle(Imath::V3d(1, 0.2 * i, 0.1), 0.1 * i - 0.3));
+        s[i].setScale(Imath::V3d(1.0 + 0.1 * (i % 3)));
     }
-    s[0].setTranslation(V3d(0, 10, 0.5));
-    s[0].setRotation(axisAngle(V3d(0, 1, 0), 0.3));
-    s[1].setTranslation(V3d(0, 2, 0));
-    s[1].setScale(V3d(1.2, 1.2, 1.2));
-    for (int side = 0; side < 2; ++side) {
-        const unsigned short hip = side ? 6 : 2;
-        const double x = side ? -1.0 : 1.0;
-        s[hip].setTranslation(V3d(x, -0.5, 0));
-        s[hip].setRotation(axisAngle(V3d(1, 0, x * 0.2), 0.1));
-        s[hip + 1].setTranslation(V3d(0, -4, 0.2));
-        s[hip + 1].setRotation(axisAngle(V3d(1, 0, 0), -0.25));
-        s[hip + 2].setTranslation(V3d(0, -4, -0.1));
-        s[hip + 2].setScale(V3d(0.9, 0.9, 0.9));
-        s[hip + 3].setTranslation(V3d(0, -0.5, 1.5));
-    }
-    s.setRoot(0);
-    s.buildJointNameMap();
-    s.buildDetachedJointsList();
     return s;
 }
 
