@@ -157,25 +157,27 @@ bool ArrayMetadata::deserialiseKeys(const std::string& path, const std::vector<s
         if (!merge) m_elements.clear();
         return false;
     }
-    std::vector<unsigned char> table(kRowBytes * count);
+    const uint64_t tableSize = kRowBytes * count;
+    const internal::FileBytes table = internal::allocateBytes(tableSize);
     const uint64_t tableStart = header.dataOffset + kHeaderBytes;
-    if (!file.readAt(tableStart, table.size(), table.data())) return false;
-    const uint64_t areaStart = tableStart + table.size();
+    if (!file.readAt(tableStart, tableSize, table.get())) return false;
+    const uint64_t areaStart = tableStart + tableSize;
     const uint64_t areaBytes = file.fileSize() - areaStart;
 
     // Blocks are read on this thread, one read each; decoding may then run in parallel tasks.
     const bool compressed = (header.flags & Archive::kCompressedContainers) != 0;
-    std::vector<std::vector<unsigned char>> blocks(wanted.size());
+    std::vector<internal::FileBytes> blocks(wanted.size());
+    std::vector<ValueRow> rows(wanted.size());
     std::vector<char> loaded(wanted.size());
     bool intact = true;
     for (size_t k = 0; k < wanted.size(); ++k) {
-        const ValueRow row = rowAt(table.data(), wanted[k]);
+        const ValueRow row = rows[k] = rowAt(table.get(), wanted[k]);
         if (row.offset > areaBytes || row.size > areaBytes - row.offset) {
             intact = false;
             continue;
         }
-        blocks[k].resize(row.size);
-        loaded[k] = file.readAt(areaStart + row.offset, row.size, blocks[k].data());
+        blocks[k] = internal::allocateBytes(row.size);
+        loaded[k] = file.readAt(areaStart + row.offset, row.size, blocks[k].get());
         intact = intact && loaded[k];
     }
     if (!merge) m_elements.clear();
@@ -184,9 +186,9 @@ bool ArrayMetadata::deserialiseKeys(const std::string& path, const std::vector<s
     const bool parallel = (header.flags & Archive::kParallel) != 0;
     internal::forEachIndex(wanted.size(), parallel, [&](size_t k) {
         if (!loaded[k]) return;
-        internal::decodeValue(blocks[k].data(), blocks[k].size(), compressed, header.version,
+        internal::decodeValue(blocks[k].get(), rows[k].size, compressed, header.version,
                               m_elements[base + k], false);
-        blocks[k] = {};
+        blocks[k].reset();
     });
     return intact;
 }

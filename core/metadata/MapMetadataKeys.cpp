@@ -119,14 +119,14 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
         count > tableSize / internal::kMapRowBytes) {
         return false;
     }
-    std::vector<unsigned char> table(tableSize);
+    const internal::FileBytes table = internal::allocateBytes(tableSize);
     const uint64_t tableStart = header.dataOffset + kHeaderBytes;
-    if (!file.readAt(tableStart, tableSize, table.data())) return false;
+    if (!file.readAt(tableStart, tableSize, table.get())) return false;
     const KeySet wanted(keys);
     std::vector<ValueRow> rows;
     std::vector<char> found;
     uint64_t used = 0;
-    if (!findRows(table.data(), tableSize, count, wanted, rows, found, used)) return false;
+    if (!findRows(table.get(), tableSize, count, wanted, rows, found, used)) return false;
     const uint64_t areaStart = tableStart + used;
 
     // Held values read themselves in place when the map holds exactly the requested keys.
@@ -136,7 +136,7 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
     struct Item {
         const std::string* key;
         ValueRow row;
-        std::vector<unsigned char> bytes;
+        internal::FileBytes bytes;
         std::shared_ptr<Metadata> value;
         bool decoded = false;
     };
@@ -155,14 +155,14 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
     auto load = [&](Item& item) {
         if (item.row.offset > areaBytes || item.row.size > areaBytes - item.row.offset)
             return false;
-        item.bytes.resize(item.row.size);
-        return file.readAt(areaStart + item.row.offset, item.row.size, item.bytes.data());
+        item.bytes = internal::allocateBytes(item.row.size);
+        return file.readAt(areaStart + item.row.offset, item.row.size, item.bytes.get());
     };
     auto decode = [&](Item& item) {
         // An entry held without value is read like a new one.
-        item.decoded = internal::decodeValue(item.bytes.data(), item.bytes.size(), compressed,
+        item.decoded = internal::decodeValue(item.bytes.get(), item.row.size, compressed,
                                              header.version, item.value, item.value != nullptr);
-        item.bytes = {};
+        item.bytes.reset();
     };
     if (parallel) {
         // File reads stay on this thread; only decoding is spread over tasks.

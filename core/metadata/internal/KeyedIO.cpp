@@ -1,5 +1,8 @@
 #include "core/metadata/internal/KeyedIO.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,48 +13,62 @@ namespace ZeltoCore {
 namespace internal {
 namespace {
 
-// A word-at-a-time multiply-xorshift hash; keys are short, and every table row is hashed.
+// A word-at-a-time multiply-xorshift hash; keys are short, and every table row is hashed. The
+// last partial word is read as the key's last eight bytes, overlapping the previous word, so no
+// byte count is variable.
 uint64_t hashKey(std::string_view key) {
-    uint64_t h = (key.size() + 1) * 0x9e3779b97f4a7c15ull;
-    size_t i = 0;
-    for (; i + 8 <= key.size(); i += 8) {
-        uint64_t word;
-        std::memcpy(&word, key.data() + i, 8);
+    const size_t size = key.size();
+    const char* bytes = key.data();
+    uint64_t h = (size + 1) * 0x9e3779b97f4a7c15ull;
+    auto mix = [&h](uint64_t word) {
         h = (h ^ word) * 0xff51afd7ed558ccdull;
         h ^= h >> 32;
+    };
+    uint64_t word = 0;
+    if (size < 8) {
+        for (size_t i = 0; i < size; ++i)
+            word |= uint64_t(static_cast<unsigned char>(bytes[i])) << (8 * i);
+        mix(word);
+        return h;
     }
-    if (i < key.size()) {
-        uint64_t word = 0;
-        std::memcpy(&word, key.data() + i, key.size() - i);
-        h = (h ^ word) * 0xc4ceb9fe1a85ec53ull;
+    size_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+        std::memcpy(&word, bytes + i, 8);
+        mix(word);
     }
-    return h ^ (h >> 29);
+    if (i < size) {
+        std::memcpy(&word, bytes + size - 8, 8);
+        mix(word);
+    }
+    return h;
 }
 
 }  // namespace
 
 KeySet::KeySet(const std::vector<std::string>& keys) {
-    uint64_t capacity = 8;
-    while (capacity < 2 * keys.size())
+    uint64_t capacity = 16;
+    while (capacity < 4 * keys.size())
         capacity *= 2;
-    m_slots.assign(capacity, 0);
+    m_slots.assign(capacity, Slot());
     m_mask = capacity - 1;
     m_keys.reserve(keys.size());
     for (const std::string& key : keys) {
-        uint64_t slot = hashKey(key) & m_mask;
-        for (; m_slots[slot] != 0; slot = (slot + 1) & m_mask) {
-            if (*m_keys[m_slots[slot] - 1] == key) break;
-        }
-        if (m_slots[slot] != 0) continue;  // a repeat
+        if (find(key) != npos) continue;  // a repeat
+        const uint64_t hash = hashKey(key);
+        uint64_t slot = hash & m_mask;
+        while (m_slots[slot].index != npos)
+            slot = (slot + 1) & m_mask;
+        m_slots[slot] = {hash, m_keys.size()};
         m_keys.push_back(&key);
-        m_slots[slot] = static_cast<uint32_t>(m_keys.size());
     }
 }
 
 size_t KeySet::find(std::string_view key) const {
-    for (uint64_t slot = hashKey(key) & m_mask; m_slots[slot] != 0; slot = (slot + 1) & m_mask) {
-        const size_t index = m_slots[slot] - 1;
-        if (*m_keys[index] == key) return index;
+    // Most table rows are not requested: they end at a free slot or a hash that differs.
+    const uint64_t hash = hashKey(key);
+    for (uint64_t slot = hash & m_mask; m_slots[slot].index != npos; slot = (slot + 1) & m_mask) {
+        const Slot& s = m_slots[slot];
+        if (s.hash == hash && *m_keys[s.index] == key) return s.index;
     }
     return npos;
 }
@@ -64,9 +81,18 @@ bool ArchiveFileReader::open(const std::string& path) {
 bool ArchiveFileReader::readAt(uint64_t offset, uint64_t size, void* out) {
     const uint64_t end = fileSize();
     if (offset > end || size > end - offset) return false;
-    if (size == 0) return true;
-    return fseeko(m_file.get(), static_cast<off_t>(offset), SEEK_SET) == 0 &&
-           std::fread(out, 1, size, m_file.get()) == size;
+    // One positioned read per request: no seek, and no detour through the stream's buffer.
+    const int fd = fileno(m_file.get());
+    auto* at = static_cast<unsigned char*>(out);
+    while (size > 0) {
+        const ssize_t n = pread(fd, at, size, static_cast<off_t>(offset));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        at += n;
+        offset += static_cast<uint64_t>(n);
+        size -= static_cast<uint64_t>(n);
+    }
+    return true;
 }
 
 bool ArchiveFileReader::readData(Archive& archive) {

@@ -19,6 +19,12 @@
 namespace ZeltoCore {
 namespace internal {
 
+// A buffer for bytes about to be read from a file: allocated, never zeroed.
+using FileBytes = std::unique_ptr<unsigned char[]>;
+inline FileBytes allocateBytes(uint64_t size) {
+    return FileBytes(new unsigned char[size ? size : 1]);
+}
+
 // The distinct requested keys, in order of first request, looked up by view.
 class KeySet {
 public:
@@ -31,8 +37,12 @@ public:
     const std::string& key(size_t i) const { return *m_keys[i]; }
 
 private:
+    struct Slot {
+        uint64_t hash = 0;
+        size_t index = npos;  // npos: a free slot
+    };
     std::vector<const std::string*> m_keys;
-    std::vector<uint32_t> m_slots;  // open addressing: index + 1, 0 for a free slot
+    std::vector<Slot> m_slots;  // open addressing, linear probing
     uint64_t m_mask = 0;
 };
 
@@ -44,7 +54,7 @@ public:
     bool open(const std::string& path);
     const ArchiveFileHeader& header() const { return m_header; }
     uint64_t fileSize() const { return m_header.dataOffset + m_header.dataSize; }
-    // Reads `size` bytes at absolute `offset` into `out`.
+    // Reads `size` bytes at absolute `offset` into `out`, with one positioned read.
     bool readAt(uint64_t offset, uint64_t size, void* out);
     // Reads the whole data section into `archive` (decompressed when the file's flag 1 is set
     // and the bytes decompress), with the file's version and flags.
