@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -8,6 +11,7 @@
 #include "core/metadata/MetadataImpl.h"
 #include "core/metadata/TypedArrayMetadata.h"
 #include "tools/Demo.h"
+#include "tools/Inspect.h"
 
 namespace ZeltoTool {
 
@@ -54,39 +58,51 @@ MapMetadata propertyBag() {
     return bag;
 }
 
-void printTree(std::ostream& out, const Metadata& m, const std::string& label, int depth) {
-    std::stringstream text;
-    m.toString(text);
-    out << std::string(2 * depth, ' ') << label << ": " << m.typeStr();
-    if (!text.str().empty()) out << " = " << text.str();
-    out << "\n";
-    if (const auto* map = dynamic_cast<const MapMetadata*>(&m)) {
-        for (const auto& [key, v] : *map) {
-            if (v) {
-                printTree(out, *v, key, depth + 1);
-            } else {
-                out << std::string(2 * depth + 2, ' ') << key << ": (no value)\n";
-            }
-        }
-    } else if (const auto* list = dynamic_cast<const ArrayMetadata*>(&m)) {
-        for (size_t i = 0; i < list->size(); ++i) {
-            const std::string index = "[" + std::to_string(i) + "]";
-            if (auto v = (*list)[i]) printTree(out, *v, index, depth + 1);
-        }
-    }
-}
-
 MurmurHash3 fingerprint(const Metadata& m) {
     MurmurHash3 h;
     m.hash(h);
     return h;
 }
 
+// Writes the bag with per-value compression into an archive file and reads two keys back with
+// the keyed file reader, which reads only the header, the table and those two blocks.
+bool writeCompressedFile(std::ostream& out, const MapMetadata& bag) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path dir =
+        fs::temp_directory_path(error) / ("zelto_demo_" + std::to_string(getpid()));
+    fs::create_directories(dir, error);
+    const std::string path = (dir / "bag.zelto").string();
+
+    Archive archive;
+    archive.flags = Archive::kCompressedContainers | Archive::kParallel;
+    archive.text = "property bag";
+    bag.serialise(archive);
+    const bool written = archive.writeToFile(path);
+    out << "wrote " << archive.size << " bytes compressed per value (plain: " << bag.memSize()
+        << ") to " << path << ": " << (written ? "ok" : "FAILED") << "\n";
+
+    MapMetadata some;
+    const std::vector<std::string> keys{"curve", "character"};
+    const bool read = written && some.deserialiseKeys(path, keys, false, true);
+    bool equal = read && some.size() == keys.size();
+    for (const std::string& key : keys) {
+        const auto mine = some.getEntry(key);
+        const auto theirs = bag.getEntry(key);
+        equal = equal && mine && theirs && fingerprint(*mine) == fingerprint(*theirs);
+    }
+    out << "read back keys curve and character from the file: "
+        << (equal ? "same values" : "DIFFERENT") << "\n";
+    if (read) printMetadataTree(out, some, "keyed", 0);
+    fs::remove_all(dir, error);
+    return equal;
+}
+
 }  // namespace
 
 bool demoPropertyBag(std::ostream& out) {
     const MapMetadata bag = propertyBag();
-    printTree(out, bag, "bag", 0);
+    printMetadataTree(out, bag, "bag", 0);
 
     Archive sequential;
     bag.serialise(sequential);
@@ -115,7 +131,7 @@ bool demoPropertyBag(std::ostream& out) {
         ok = ok && equal;
     }
     out << "fingerprint: " << fingerprint(bag) << "\n";
-    return ok;
+    return writeCompressedFile(out, bag) && ok;
 }
 
 }  // namespace ZeltoTool

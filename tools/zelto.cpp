@@ -1,4 +1,5 @@
-// zelto: command-line companion of the library (type listing, demo, file conversion).
+// zelto: command-line companion of the library (type listing, demo, file conversion and
+// inspection).
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 
 #include "core/ZeltoCore.h"
 #include "tools/Demo.h"
+#include "tools/Inspect.h"
 
 namespace {
 
@@ -103,9 +105,24 @@ int main(int argc, char** argv) {
         base64->add_subcommand("decode", "Read the text in IN and write it as archive file OUT");
     decode->add_option("IN", in, "text file")->required();
     decode->add_option("OUT", out, "archive file")->required();
+    auto* inspect = app.add_subcommand(
+        "inspect", "Print an archive file's header and the tree of the container in its data");
+    ZeltoTool::InspectOptions inspectOptions;
+    inspect->add_option("FILE", in, "archive file")->required();
+    auto* flagsOption = inspect->add_option(
+        "--flags", inspectOptions.flags,
+        "container form when the header does not tell it (2: compressed, 4: parallel)");
+    inspect
+        ->add_option("--keys", inspectOptions.keys,
+                     "load only these keys (indices for an array), through the keyed reader")
+        ->delimiter(',');
     CLI11_PARSE(app, argc, argv);
     if (types->parsed()) return listTypes();
     if (base64->parsed()) return convertBase64(encode->parsed(), in, out, compress);
     if (demo->parsed()) return runDemo();
+    if (inspect->parsed()) {
+        inspectOptions.hasFlags = flagsOption->count() > 0;
+        return ZeltoTool::inspectFile(in, inspectOptions, std::cout, std::cerr);
+    }
     return 0;
 }

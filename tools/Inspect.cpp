@@ -1,0 +1,188 @@
+#include "tools/Inspect.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+
+#include "core/ZeltoCore.h"
+
+namespace ZeltoTool {
+
+using namespace ZeltoCore;
+
+namespace {
+
+// Long values (typed arrays of thousands of elements) are cut to keep one line per value.
+constexpr size_t kMaxTextLength = 100;
+
+std::string flagWords(uint64_t flags) {
+    static const char* const names[] = {"compressed file", "compressed containers", "parallel"};
+    std::string words;
+    for (unsigned bit = 0; bit < 64; ++bit) {
+        if (!(flags & (uint64_t(1) << bit))) continue;
+        if (!words.empty()) words += ", ";
+        words += bit < 3 ? names[bit] : "bit " + std::to_string(bit);
+    }
+    return words.empty() ? "none" : words;
+}
+
+struct FileCloser {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+};
+
+// The file's data section as it is stored (`raw`), and expanded when it is compressed.
+bool readData(const std::string& path, ArchiveFileHeader& header, Archive& archive, bool& expanded,
+              std::ostream& err) {
+    std::unique_ptr<std::FILE, FileCloser> file(
+        std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
+    if (!file) {
+        err << "zelto: cannot open " << path << "\n";
+        return false;
+    }
+    if (!ArchiveFileHeader::read(file.get(), header)) {
+        err << "zelto: " << path << " is not an archive file\n";
+        return false;
+    }
+    archive.resize(header.dataSize);
+    if (header.dataSize &&
+        std::fread(archive.data, 1, header.dataSize, file.get()) != header.dataSize) {
+        err << "zelto: cannot read the data of " << path << "\n";
+        return false;
+    }
+    archive.version = header.version;
+    archive.text = header.text;
+    expanded = false;
+    if ((header.flags & Archive::kCompressFile) && header.dataSize) {
+        size_t size = 0;
+        if (unsigned char* plain = ZeltoUtils::decompressBuffer(archive.data, archive.size, size)) {
+            archive.clear();
+            archive.data = plain;
+            archive.size = size;
+            expanded = true;
+        }
+    }
+    archive.reset();
+    return true;
+}
+
+std::shared_ptr<Metadata> readContainer(const std::string& path, Archive& archive,
+                                        const InspectOptions& options, std::ostream& err) {
+    const unsigned id = archive.peekTypeId();
+    const bool keyed = !options.keys.empty();
+    // The file's own flags are used by the file reader, so a --flags override reads the keys
+    // from the data in memory instead.
+    const bool fromFile = keyed && !options.hasFlags;
+    if (id == MapMetadata::staticTypeId()) {
+        auto map = std::make_shared<MapMetadata>();
+        const bool ok = !keyed     ? map->deserialise(archive)
+                        : fromFile ? map->deserialiseKeys(path, options.keys, false, false)
+                                   : map->deserialiseKeys(archive, options.keys, false);
+        if (ok) return map;
+    } else if (id == ArrayMetadata::staticTypeId()) {
+        std::vector<size_t> indices;
+        for (const std::string& key : options.keys) {
+            char* end = nullptr;
+            const unsigned long long index = std::strtoull(key.c_str(), &end, 10);
+            if (key.empty() || *end != '\0') {
+                err << "zelto: the keys of an array are indices, not '" << key << "'\n";
+                return nullptr;
+            }
+            indices.push_back(static_cast<size_t>(index));
+        }
+        auto array = std::make_shared<ArrayMetadata>();
+        const bool ok = !keyed     ? array->deserialise(archive)
+                        : fromFile ? array->deserialiseKeys(path, indices, false)
+                                   : array->deserialiseKeys(archive, indices, false);
+        if (ok) return array;
+    } else if (keyed) {
+        err << "zelto: --keys needs a map or an array\n";
+        return nullptr;
+    } else if (auto value = readMetadata(archive)) {
+        return value;
+    }
+    err << "zelto: the data does not read as "
+        << (archive.flags & Archive::kCompressedContainers ? "a compressed" : "a plain") << " "
+        << (MetadataFactory::instance().getMetadataName(id).empty()
+                ? "value (type id " + std::to_string(id) + " is unknown)"
+                : MetadataFactory::instance().getMetadataName(id))
+        << "; the container form may differ (--flags)\n";
+    return nullptr;
+}
+
+}  // namespace
+
+void printMetadataTree(std::ostream& out, const Metadata& value, const std::string& label,
+                       int depth) {
+    std::stringstream text;
+    value.toString(text);
+    std::string shown = text.str();
+    if (shown.size() > kMaxTextLength) shown = shown.substr(0, kMaxTextLength) + " ...";
+    const std::string indent(2 * size_t(depth), ' ');
+    out << indent << label << ": " << value.typeStr();
+    if (!shown.empty()) out << " = " << shown;
+    out << "\n";
+    if (const auto* map = dynamic_cast<const MapMetadata*>(&value)) {
+        for (const auto& [key, entry] : *map) {
+            if (entry) {
+                printMetadataTree(out, *entry, key, depth + 1);
+            } else {
+                out << indent << "  " << key << ": (no value)\n";
+            }
+        }
+    } else if (const auto* list = dynamic_cast<const ArrayMetadata*>(&value)) {
+        for (size_t i = 0; i < list->size(); ++i) {
+            const std::string index = "[" + std::to_string(i) + "]";
+            if (auto element = (*list)[i]) {
+                printMetadataTree(out, *element, index, depth + 1);
+            } else {
+                out << indent << "  " << index << ": (no value)\n";
+            }
+        }
+    }
+}
+
+int inspectFile(const std::string& path, const InspectOptions& options, std::ostream& out,
+                std::ostream& err) {
+    ArchiveFileHeader header;
+    Archive archive;
+    bool expanded = false;
+    if (!readData(path, header, archive, expanded, err)) return 1;
+
+    out << "file:    " << path << "\n";
+    out << "version: " << header.version << "\n";
+    out << "flags:   " << header.flags << " (" << flagWords(header.flags) << ")\n";
+    out << "text:    \"" << header.text << "\"\n";
+    out << "data:    " << header.dataSize << " bytes, ";
+    if (expanded) {
+        out << "compressed (" << archive.size << " bytes expanded)\n";
+    } else if (header.flags & Archive::kCompressFile) {
+        out << "stored raw (flagged compressed, but does not decompress)\n";
+    } else {
+        out << "not compressed\n";
+    }
+    if (archive.size == 0) return 0;
+
+    const uint64_t flags = options.hasFlags ? options.flags : header.flags;
+    archive.flags = flags & (Archive::kCompressedContainers | Archive::kParallel);
+    const unsigned id = archive.peekTypeId();
+    if (id == MapMetadata::staticTypeId() || id == ArrayMetadata::staticTypeId()) {
+        out << "form:    "
+            << (archive.flags & Archive::kCompressedContainers ? "compressed" : "plain")
+            << (options.keys.empty() ? "" : ", keyed read") << "\n";
+    }
+    const std::shared_ptr<Metadata> value = readContainer(path, archive, options, err);
+    if (!value) return 1;
+    printMetadataTree(out, *value, "data", 0);
+    // Compressed blocks read as plain values fail one by one, and the map still reads.
+    if (const auto* map = dynamic_cast<const MapMetadata*>(value.get())) {
+        bool anyValue = false;
+        for (const auto& entry : *map)
+            anyValue = anyValue || entry.second;
+        if (map->size() && !anyValue && !(archive.flags & Archive::kCompressedContainers))
+            err << "zelto: no entry holds a value; was the map written compressed? (--flags 2)\n";
+    }
+    return 0;
+}
+
+}  // namespace ZeltoTool
