@@ -23,34 +23,18 @@
 namespace ZeltoCore {
 
 template <class G>
-struct GeometryKind : ValueTraitsDefaults {
+struct GeometryKind : VariableLayout<G, ValueTraits<G>> {
     static constexpr bool kResizeEmptyArchive = false;
 
     static G defaultValue() { return G(); }
 
-    static size_t arrayBytes(const std::vector<G>& v) {
-        size_t n = 0;
-        for (const G& g : v)
-            n += ValueTraits<G>::size(g);
-        return n;
-    }
-    static void writeArray(Archive& a, const std::vector<G>& v) {
-        for (const G& g : v)
-            ValueTraits<G>::write(a, g);
-    }
-    static void readArray(Archive& a, std::vector<G>& v) {
-        for (G& g : v) {
-            if (a.failed()) return;
-            ValueTraits<G>::read(a, g);
-        }
-    }
     static void hashArray(MurmurHash3& h, const std::vector<G>& v) {
         h.append(uint64_t(v.size()));
         for (const G& g : v)
             ValueTraits<G>::hash(h, g);
     }
     static bool elementsEqual(const G&, const G&) { return false; }
-    static G lerp(const G& a, const G&, float) { return a; }
+    static constexpr bool kBlendPicksFirst = true;
 };
 
 struct ZELTO_API CurveTraits : GeometryKind<ZeltoUtils::Curve> {

@@ -115,13 +115,8 @@ struct VecTraits : FixedLayout<V> {
     }
     static void weightedStore(const V& acc, V& v) { v = acc; }
 
-    static bool elementsEqual(const V& a, const V& b) {
-        if constexpr (kInt) {
-            return a == b;
-        } else {
-            return a.equalWithAbsError(b, static_cast<S>(1e-5));
-        }
-    }
+    // isStatic: the tolerance rule at 1e-5 (exact for int vectors).
+    static bool elementsEqual(const V& a, const V& b) { return equal(a, b, 1e-5); }
     static V lerp(const V& a, const V& b, float t) {
         V r;
         for (int i = 0; i < kDim; ++i)
@@ -186,7 +181,7 @@ struct EulerTraits : FixedLayout<Imath::Euler<S>> {
 
     // Angles only: the rotation order is not compared.
     static bool equal(const E& a, const E& b, double tolerance) {
-        return V(a).equalWithAbsError(V(b), static_cast<S>(tolerance));
+        return VecTraits<V>::equal(a, b, tolerance);
     }
     static constexpr bool kOrdered = true;
     static bool greater(const E& a, const E& b) { return VecTraits<V>::greater(a, b); }
@@ -216,15 +211,11 @@ struct EulerTraits : FixedLayout<Imath::Euler<S>> {
         e.z = acc.z;
     }
 
-    static bool elementsEqual(const E& a, const E& b) {
-        return V(a).equalWithAbsError(V(b), static_cast<S>(1e-5));
-    }
+    static bool elementsEqual(const E& a, const E& b) { return equal(a, b, 1e-5); }
     // Angles component-wise; the result has the default order whatever the inputs'.
     static E lerp(const E& a, const E& b, float t) {
         E r;
-        r.x = lerpNumber(a.x, b.x, t);
-        r.y = lerpNumber(a.y, b.y, t);
-        r.z = lerpNumber(a.z, b.z, t);
+        r = VecTraits<V>::lerp(a, b, t);  // assigns the angles only
         return r;
     }
 };

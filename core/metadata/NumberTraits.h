@@ -59,6 +59,9 @@ S lerpNumber(S a, S b, float t) {
     }
 }
 
+// Stored characters order and blend as signed numbers.
+static_assert(std::is_signed_v<char>, "char must be signed (build with -fsigned-char)");
+
 template <class S>
 struct NumberTraits : FixedLayout<S> {
     static constexpr bool kFloat = std::is_floating_point_v<S>;

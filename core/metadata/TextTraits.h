@@ -15,7 +15,7 @@
 
 namespace ZeltoCore {
 
-struct StringTraits : ValueTraitsDefaults {
+struct StringTraits : VariableLayout<std::string, StringTraits> {
     using S = std::string;
 
     static S defaultValue() { return S(); }
@@ -30,25 +30,9 @@ struct StringTraits : ValueTraitsDefaults {
     static void text(std::ostream& os, const S& s) { os << s; }
 
     static constexpr size_t kArrayMinBytes = 8;
-    static size_t arrayBytes(const std::vector<S>& v) {
-        size_t n = 0;
-        for (const S& s : v)
-            n += size(s);
-        return n;
-    }
-    static void writeArray(Archive& a, const std::vector<S>& v) {
-        for (const S& s : v)
-            a << s;
-    }
-    static void readArray(Archive& a, std::vector<S>& v) {
-        for (S& s : v) {
-            if (a.failed()) return;
-            a >> s;
-        }
-    }
     static void hashArray(MurmurHash3& h, const std::vector<S>& v) { h.append(v); }
     static bool elementsEqual(const S& a, const S& b) { return a == b; }
-    static S lerp(const S& a, const S&, float) { return a; }
+    static constexpr bool kBlendPicksFirst = true;
 };
 
 struct HashTraits : ValueTraitsDefaults {

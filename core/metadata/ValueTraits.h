@@ -13,7 +13,8 @@
 //   blend     kWeighted with Acc, weightedTerm(v, w), weightedAdd(acc, t), weightedStore(acc, v)
 //   arrays    kArrayMinBytes, arrayBytes(vec), writeArray(a, vec), readArray(a, vec) (vec
 //             already sized to the stored count), hashArray(h, vec), elementsEqual(a, b) (the
-//             isStatic rule), lerp(a, b, t) (blend of two elements, t in single precision)
+//             isStatic rule), and either lerp(a, b, t) (blend of two elements, t in single
+//             precision) or kBlendPicksFirst (the blend is a copy of the first element)
 //
 // A new value type is a specialisation (usually deriving from a kind such as GeometryKind<T>)
 // plus `template class MetadataImpl<T>;` (and TypedArrayMetadata<T>) in a source that includes
@@ -24,7 +25,6 @@
 #pragma once
 
 #include <cstddef>
-#include <type_traits>
 #include <vector>
 
 #include "core/archive/Archive.h"
@@ -48,6 +48,7 @@ struct ValueTraitsDefaults {
     static constexpr bool kOrdered = false;
     static constexpr bool kHasText = false;
     static constexpr bool kWeighted = false;
+    static constexpr bool kBlendPicksFirst = false;
 };
 
 // Archive layout and array handling of values with a fixed-size Encoding: arrays move their whole
@@ -67,12 +68,28 @@ struct FixedLayout : ValueTraitsDefaults {
         writeElements(a, v.data(), v.size());
     }
     static void readArray(Archive& a, std::vector<T>& v) { readElements(a, v.data(), v.size()); }
-    static void hashArray(MurmurHash3& h, const std::vector<T>& v) {
-        if constexpr (std::is_same_v<T, Imath::Euler<float>> ||
-                      std::is_same_v<T, Imath::Euler<double>>) {
-            h.append(v);  // angles and the order fields, with the padding zeroed
-        } else {
-            h.append(v);
+    // One call over the storage (Euler elements: angles and order fields, padding zeroed).
+    static void hashArray(MurmurHash3& h, const std::vector<T>& v) { h.append(v); }
+};
+
+// Arrays of variable-size values (texts, curves, meshes): every element in its scalar layout, in
+// order; reading stops at the first refused element. Traits is the value type's ValueTraits.
+template <class T, class Traits>
+struct VariableLayout : ValueTraitsDefaults {
+    static size_t arrayBytes(const std::vector<T>& v) {
+        size_t n = 0;
+        for (const T& e : v)
+            n += Traits::size(e);
+        return n;
+    }
+    static void writeArray(Archive& a, const std::vector<T>& v) {
+        for (const T& e : v)
+            Traits::write(a, e);
+    }
+    static void readArray(Archive& a, std::vector<T>& v) {
+        for (T& e : v) {
+            if (a.failed()) return;
+            Traits::read(a, e);
         }
     }
 };

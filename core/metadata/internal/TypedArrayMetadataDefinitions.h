@@ -93,7 +93,11 @@ T TypedArrayMetadata<T>::getBasicTypeValue(size_t index) const {
 template <class T>
 T TypedArrayMetadata<T>::getBlendedBasicTypeValue(size_t index1, size_t index2,
                                                   double weight) const {
-    return Traits::lerp(m_value[index1], m_value[index2], static_cast<float>(weight));
+    if constexpr (Traits::kBlendPicksFirst) {
+        return m_value[index1];
+    } else {
+        return Traits::lerp(m_value[index1], m_value[index2], static_cast<float>(weight));
+    }
 }
 
 template <class T>
@@ -101,9 +105,13 @@ T TypedArrayMetadata<T>::getDoubleBlendedBasicTypeMetadataValue(size_t index1, s
                                                                 double weight, size_t index3,
                                                                 size_t index4, double weight2,
                                                                 double weight3) const {
-    return Traits::lerp(getBlendedBasicTypeValue(index1, index2, weight),
-                        getBlendedBasicTypeValue(index3, index4, weight2),
-                        static_cast<float>(weight3));
+    if constexpr (Traits::kBlendPicksFirst) {
+        return m_value[index1];
+    } else {
+        return Traits::lerp(getBlendedBasicTypeValue(index1, index2, weight),
+                            getBlendedBasicTypeValue(index3, index4, weight2),
+                            static_cast<float>(weight3));
+    }
 }
 
 template <class T>
@@ -115,22 +123,23 @@ std::shared_ptr<Metadata> TypedArrayMetadata<T>::makeBasic(const T& value) const
     return result;
 }
 
-// The InPlace forms write into the caller's value of the basic type without allocating.
+// The held value of the caller's metadata of the basic type: the InPlace forms assign into it
+// (reusing its storage) instead of creating a value.
 template <class T>
-void storeBasicValue(std::shared_ptr<Metadata>& result, const T& value) {
+T& basicValueOf(std::shared_ptr<Metadata>& result) {
     assert(dynamic_cast<MetadataImpl<T>*>(result.get()));
-    static_cast<MetadataImpl<T>*>(result.get())->get() = value;
+    return static_cast<MetadataImpl<T>*>(result.get())->get();
 }
 
 template <class T>
 std::shared_ptr<Metadata> TypedArrayMetadata<T>::getBasicTypeMetadata(size_t index) const {
-    return makeBasic(getBasicTypeValue(index));
+    return makeBasic(m_value[index]);
 }
 
 template <class T>
 void TypedArrayMetadata<T>::getBasicTypeMetadataInPlace(size_t index,
                                                         std::shared_ptr<Metadata>& result) const {
-    storeBasicValue<T>(result, getBasicTypeValue(index));
+    basicValueOf<T>(result) = m_value[index];
 }
 
 template <class T>
@@ -143,7 +152,11 @@ std::shared_ptr<Metadata> TypedArrayMetadata<T>::getBlendedBasicTypeMetadata(siz
 template <class T>
 void TypedArrayMetadata<T>::getBlendedBasicTypeMetadataInPlace(
     size_t index1, size_t index2, double weight, std::shared_ptr<Metadata>& result) const {
-    storeBasicValue<T>(result, getBlendedBasicTypeValue(index1, index2, weight));
+    if constexpr (Traits::kBlendPicksFirst) {
+        basicValueOf<T>(result) = m_value[index1];
+    } else {
+        basicValueOf<T>(result) = getBlendedBasicTypeValue(index1, index2, weight);
+    }
 }
 
 template <class T>
@@ -158,8 +171,12 @@ template <class T>
 void TypedArrayMetadata<T>::getDoubleBlendedBasicTypeMetadataInPlace(
     size_t index1, size_t index2, double weight, size_t index3, size_t index4, double weight2,
     double weight3, std::shared_ptr<Metadata>& result) const {
-    storeBasicValue<T>(result, getDoubleBlendedBasicTypeMetadataValue(
-                                   index1, index2, weight, index3, index4, weight2, weight3));
+    if constexpr (Traits::kBlendPicksFirst) {
+        basicValueOf<T>(result) = m_value[index1];
+    } else {
+        basicValueOf<T>(result) = getDoubleBlendedBasicTypeMetadataValue(
+            index1, index2, weight, index3, index4, weight2, weight3);
+    }
 }
 
 template <class T>
