@@ -1,12 +1,16 @@
-// A non-default sample of every metadata value type, and the type lists the typed tests run over.
+// A non-default sample of every metadata value type, the type lists the typed tests run over, and
+// the helpers the value tests share (expected bytes, hash, text, golden layout check).
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "core/metadata/MetadataFactory.h"
 #include "core/metadata/MetadataImpl.h"
 
 namespace ZeltoTest {
@@ -48,59 +52,24 @@ template <> inline Imath::Box2f sample() { return {{0.5f, 0}, {1, 2}}; }
 template <> inline Imath::Box3d sample() { return {{0, 0, 0}, {1, 2, 3}}; }
 template <> inline Imath::Box3i sample() { return {{1, 1, 1}, {2, 2, 2}}; }
 template <> inline Imath::Box3f sample() { return {{-1, -1, -1}, {1, 1, 1}}; }
+template <> inline Imath::M44d sample() { return {Imath::M33d(1, 2, 0, 0, 1, 0, 0, 0, 3), {4, 5, 6}}; }
+template <> inline Imath::M44f sample() { return Imath::M44f(sample<Imath::M44d>()); }
+template <> inline MurmurHash3 sample() { MurmurHash3 h; h.append(std::string("x")); return h; }
+template <> inline ZeltoUtils::Curve sample() {
+    ZeltoUtils::Curve c; c.cvs() = {{0, 0, 0}, {1, 1, 0}, {2, 0, 0}, {3, 1, 0}};
+    c.knots() = {0, 0, 0, 0, 1, 1, 1, 1}; c.setDegree(2); return c; }
+template <> inline ZeltoUtils::SampledCurve sample() {
+    ZeltoUtils::SampledCurve c; static_cast<ZeltoUtils::Curve&>(c) = sample<ZeltoUtils::Curve>();
+    c.resample(5); return c; }
+template <> inline ZeltoUtils::Mesh sample() {
+    // (emplace_back: braced lists of Vec3 trip a false "maybe uninitialised" warning)
+    ZeltoUtils::Mesh m; m.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}; m.normals.emplace_back(0, 0, 1);
+    m.faceCounts = {3}; m.faceIndices = {0, 1, 2}; m.uvs = {{0, 0}, {1, 0}};
+    m.colors.emplace_back(1, 0, 0); m.triangles.emplace_back(0, 1, 2);
+    m.uvSets = {{"map1", {{0.5f, 0.5f}}, {0, 0, 0}}}; return m; }
+template <> inline ZeltoUtils::Image sample() {
+    float px[6] = {0.f, 0.25f, 0.5f, 0.75f, 1.f, 2.f}; return ZeltoUtils::Image(px, 2, 1, 3); }
 // clang-format on
-
-template <>
-inline Imath::M44d sample() {
-    Imath::M44d m;
-    m.setEulerAngles(Imath::V3d(0.1, 0.2, 0.3));
-    m.setTranslation(Imath::V3d(4, 5, 6));
-    return m;
-}
-template <>
-inline Imath::M44f sample() {
-    return Imath::M44f(sample<Imath::M44d>());
-}
-template <>
-inline MurmurHash3 sample() {
-    MurmurHash3 h;
-    h.append(std::string("sample"));
-    return h;
-}
-template <>
-inline ZeltoUtils::Curve sample() {
-    ZeltoUtils::Curve c;
-    c.cvs() = {{0, 0, 0}, {1, 1, 0}, {2, 0, 0}, {3, 1, 0}};
-    c.knots() = {0, 0, 0, 0, 1, 1, 1, 1};
-    c.setDegree(3);
-    return c;
-}
-template <>
-inline ZeltoUtils::SampledCurve sample() {
-    ZeltoUtils::SampledCurve c;
-    c.cvs() = sample<ZeltoUtils::Curve>().cvs();
-    c.knots() = sample<ZeltoUtils::Curve>().knots();
-    c.resample(5);
-    return c;
-}
-template <>
-inline ZeltoUtils::Mesh sample() {
-    ZeltoUtils::Mesh m;
-    m.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
-    m.normals = {{0, 0, 1}};
-    m.faceCounts = {3};
-    m.faceIndices = {0, 1, 2};
-    m.uvs = {{0, 0}, {1, 0}};
-    m.colors = {{1, 0, 0}};
-    m.triangles.emplace_back(0, 1, 2);
-    m.uvSets = {{"map1", {{0.5f, 0.5f}}, {0, 0, 0}}};
-    return m;
-}
-template <>
-inline ZeltoUtils::Image sample() {
-    std::vector<float> px{0.f, 0.25f, 0.5f, 0.75f, 1.f, 2.f};
-    return ZeltoUtils::Image(px.data(), 2, 1, 3);
-}
 
 // Three elements: sample, default, sample.
 template <class T>
@@ -123,5 +92,53 @@ using ArrayElementTypes = ::testing::Types<
     Imath::V4d, Imath::V4i, Imath::V4f, Imath::M44d, Imath::M44f, Imath::Quatd, Imath::Quatf,
     Imath::Eulerd, Imath::Eulerf, Imath::Box2d, Imath::Box2i, Imath::Box2f, Imath::Box3d,
     Imath::Box3i, Imath::Box3f, ZeltoUtils::Mesh, ZeltoUtils::Curve, ZeltoUtils::SampledCurve>;
+
+// The bytes of the given values one after another, as this (little-endian) host stores them.
+template <class... Ts>
+std::vector<unsigned char> bytes(const Ts&... values) {
+    std::vector<unsigned char> out;
+    auto put = [&out](const auto& v) {
+        const auto* p = reinterpret_cast<const unsigned char*>(&v);
+        out.insert(out.end(), p, p + sizeof(v));
+    };
+    (put(values), ...);
+    return out;
+}
+
+inline MurmurHash3 hashOf(const Metadata& m) {
+    MurmurHash3 h;
+    m.hash(h);
+    return h;
+}
+
+inline std::string textOf(const Metadata& m) {
+    std::stringstream s;
+    m.toString(s);
+    return s.str();
+}
+
+// An archive holding `content`, positioned at its start.
+inline std::unique_ptr<Archive> archiveOf(const std::vector<unsigned char>& content) {
+    auto a = std::make_unique<Archive>(content.size(), 0);
+    if (!content.empty()) std::memcpy(a->data, content.data(), content.size());
+    return a;
+}
+
+// `m` writes memSize() bytes (exactly `golden` when given) that read back through the factory, by
+// the stored id, as a value of the same type and hash.
+inline void expectRoundTrip(const Metadata& m, const std::vector<unsigned char>* golden = nullptr) {
+    Archive a(m.memSize(), 0);
+    ASSERT_TRUE(m.serialise(a)) << m.typeStr();
+    ASSERT_EQ(a.position, a.size) << m.typeStr() << ": memSize() differs from the bytes written";
+    if (golden) {
+        EXPECT_EQ(std::vector<unsigned char>(a.data, a.data + a.size), *golden);
+    }
+    a.reset();
+    std::shared_ptr<Metadata> back = readMetadata(a);
+    ASSERT_NE(back, nullptr) << m.typeStr();
+    EXPECT_EQ(a.position, a.size) << m.typeStr();
+    EXPECT_EQ(back->typeId(), m.typeId());
+    EXPECT_EQ(hashOf(*back), hashOf(m)) << m.typeStr();
+}
 
 }  // namespace ZeltoTest
