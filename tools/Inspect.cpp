@@ -31,7 +31,8 @@ struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
 
-// The file's data section as it is stored (`raw`), and expanded when it is compressed.
+// Reads the header and the data section, expanding the data when the file is compressed as a
+// whole; `expanded` tells whether it was.
 bool readData(const std::string& path, ArchiveFileHeader& header, Archive& archive, bool& expanded,
               std::ostream& err) {
     std::unique_ptr<std::FILE, FileCloser> file(
