@@ -1,8 +1,5 @@
 #include "core/metadata/ArrayMetadata.h"
 
-#include <atomic>
-#include <cstring>
-
 #include "core/metadata/internal/ContainerIO.h"
 
 namespace ZeltoCore {
@@ -11,15 +8,8 @@ using internal::ValueRow;
 
 namespace {
 
-constexpr uint64_t kHeaderBytes = 4 + 8;  // type id, element count
-constexpr uint64_t kRowBytes = 8 + 8;     // offset, size
+// Version-1 tables: one number per element, no offsets.
 constexpr uint64_t kVersion1RowBytes = 8;
-
-template <class T>
-unsigned char* put(unsigned char* out, T value) {
-    std::memcpy(out, &value, sizeof(T));
-    return out + sizeof(T);
-}
 
 std::shared_ptr<Metadata> cloneOf(const Metadata* value) {
     return value ? value->clone() : nullptr;
@@ -56,9 +46,9 @@ std::shared_ptr<Metadata> ArrayMetadata::clone() const {
 }
 
 size_t ArrayMetadata::memSize() const {
-    size_t total = kHeaderBytes;
+    size_t total = internal::kArrayHeaderBytes;
     for (const auto& element : m_elements) {
-        if (element) total += kRowBytes + element->memSize();
+        if (element) total += internal::kArrayRowBytes + element->memSize();
     }
     return total;
 }
@@ -86,75 +76,25 @@ bool ArrayMetadata::deserialise(Archive& archive) {
 }
 
 bool ArrayMetadata::serialisePlain(Archive& archive) const {
-    // Each element writes its own row and its own value bytes, sequentially or as a task.
-    struct Slot {
-        const Metadata* value;
-        uint64_t offset;  // from the start of the element area
-    };
-    std::vector<Slot> slots;
-    slots.reserve(m_elements.size());
-    uint64_t offset = 0;
+    internal::TableItems table(false, m_elements.size());
     for (const auto& element : m_elements) {
-        if (!element) continue;
-        slots.push_back({element.get(), offset});
-        offset += element->memSize();
+        if (element) table.add(nullptr, element.get(), element->memSize());
     }
-    const uint64_t areaSize = offset;
-    const uint64_t tableStart = kHeaderBytes;
-    const uint64_t areaOffset = tableStart + kRowBytes * slots.size();
-    const uint64_t total = areaOffset + areaSize;
-
-    if (archive.size == 0) archive.resize(total);
-    if (archive.remaining() < total) {
-        archive.setFailed();
-        return false;
-    }
-    unsigned char* const base = archive.data + archive.position;
-    put<uint64_t>(put<uint32_t>(base, staticTypeId()), slots.size());
-    const uint64_t areaStart = archive.position + areaOffset;
-
-    std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & Archive::kParallel) != 0;
-    internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
-        const Slot& slot = slots[i];
-        const uint64_t end = i + 1 < slots.size() ? slots[i + 1].offset : areaSize;
-        put<uint64_t>(put<uint64_t>(base + tableStart + kRowBytes * i, slot.offset),
-                      end - slot.offset);
-        if (!internal::writeValue(archive, areaStart + slot.offset, areaStart + end, *slot.value)) {
-            ok.store(false, std::memory_order_relaxed);
-        }
-    });
-    archive.position = areaStart + areaSize;
-    if (!ok.load()) archive.setFailed();
-    return ok.load();
+    return internal::writePlainLayout(archive, staticTypeId(), table);
 }
 
 bool ArrayMetadata::deserialisePlain(Archive& archive) {
-    if (archive.size == 0) return false;
+    // The type id is stepped over unchecked: the caller dispatched on it.
     const uint64_t start = archive.position;
-    uint32_t id = 0;
-    if (!archive.read(&id, sizeof(id)) || id != staticTypeId()) {
-        archive.position = start;
-        return false;
-    }
-    // Version-1 tables hold one number per element and no offsets: the elements can only be
-    // found one after another.
-    const bool version1 = archive.version == 1;
-    const uint64_t rowBytes = version1 ? kVersion1RowBytes : kRowBytes;
-    uint64_t count = 0;
     std::vector<ValueRow> rows;
-    bool ok = archive.readCount(count, rowBytes);
-    if (ok && version1) {
-        ok = archive.skip(rowBytes * count);
+    uint64_t count = 0;
+    bool ok = archive.skip(sizeof(uint32_t));
+    if (ok && archive.version == 1) {
+        // Version-1 tables hold no offsets: the elements can only be found one after another.
+        ok = archive.readCount(count, kVersion1RowBytes) && archive.skip(kVersion1RowBytes * count);
     } else if (ok) {
-        rows.resize(count);
-        for (ValueRow& row : rows) {
-            if (!archive.read(&row.offset, sizeof(row.offset)) ||
-                !archive.read(&row.size, sizeof(row.size))) {
-                ok = false;
-                break;
-            }
-        }
+        ok = internal::readArrayTable(archive, rows);
+        count = rows.size();
     }
     if (!ok) {
         archive.position = start;
@@ -164,8 +104,7 @@ bool ArrayMetadata::deserialisePlain(Archive& archive) {
 
     std::vector<std::shared_ptr<Metadata>> results(count);
     bool intact = true;
-    uint64_t end = areaStart;
-    if (version1) {
+    if (archive.version == 1) {
         for (auto& result : results) {
             result = internal::readValueInPlace(archive);
             // Without offsets nothing after an unreadable element can be found.
@@ -174,20 +113,12 @@ bool ArrayMetadata::deserialisePlain(Archive& archive) {
                 break;
             }
         }
-        end = archive.position;
     } else {
         const bool parallel = (archive.flags & Archive::kParallel) != 0;
         intact = internal::readValues(archive, areaStart, rows, results, false, parallel);
-        if (count) {
-            const ValueRow& last = rows.back();
-            const uint64_t available = archive.size - areaStart;
-            end = last.offset <= available && last.size <= available - last.offset
-                      ? areaStart + last.offset + last.size
-                      : archive.size;
-        }
+        archive.position = internal::areaEnd(archive, areaStart, rows);
     }
     m_elements.swap(results);
-    archive.position = end;
     if (!intact) archive.setFailed();
     return intact;
 }

@@ -48,11 +48,12 @@ public:
     // Sizes an empty archive to memSize() first; false when an archive with a buffer has too
     // little room (nothing written then). With flag 2: serialiseCompressed, keeping only flag 4.
     bool serialise(Archive& archive) const override;
-    // Replaces every element with new objects read from the archive. False (array and cursor
-    // unchanged) for a type id other than 2 or a damaged table; false as well, keeping the
-    // elements that read, when a row points outside the buffer. Unknown types and damaged
-    // elements read as empty elements. Version-1 archives are read element after element.
-    // With flag 2 (not for version 1): deserialiseCompressed, run with the flags cleared.
+    // Replaces every element with new objects read from the archive. The type id is stepped over
+    // unchecked (the caller dispatched on it). False (array and cursor unchanged) for a damaged
+    // table; false as well, keeping the elements that read, when a row points outside the buffer.
+    // Unknown types and damaged elements read as empty elements. Version-1 archives are read
+    // element after element. With flag 2 (not for version 1): deserialiseCompressed, run with the
+    // flags cleared.
     bool deserialise(Archive& archive) override;
 
     // Writes the compressed layout as the whole content of `archive` (see MapMetadata).

@@ -1,8 +1,6 @@
 #include "core/metadata/MapMetadata.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstring>
 #include <numeric>
 #include <string_view>
 
@@ -13,15 +11,6 @@ namespace ZeltoCore {
 using internal::ValueRow;
 
 namespace {
-
-constexpr uint64_t kHeaderBytes = 4 + 8 + 8;  // type id, entry count, table size
-constexpr uint64_t kRowBytes = 8 + 8 + 8;     // key length, value size, value offset
-
-template <class T>
-unsigned char* put(unsigned char* out, T value) {
-    std::memcpy(out, &value, sizeof(T));
-    return out + sizeof(T);
-}
 
 bool strictlyAscending(const std::vector<std::string_view>& keys) {
     for (size_t i = 1; i < keys.size(); ++i) {
@@ -81,9 +70,9 @@ std::shared_ptr<Metadata> MapMetadata::clone() const {
 }
 
 size_t MapMetadata::memSize() const {
-    size_t total = kHeaderBytes;
+    size_t total = internal::kMapHeaderBytes;
     for (const auto& [key, value] : m_entries) {
-        if (value) total += kRowBytes + key.size() + value->memSize();
+        if (value) total += internal::kMapRowBytes + key.size() + value->memSize();
     }
     return total;
 }
@@ -111,58 +100,11 @@ bool MapMetadata::deserialise(Archive& archive) {
 }
 
 bool MapMetadata::serialisePlain(Archive& archive) const {
-    // One walk over the tree gathers what the layout needs; rows and values are then written
-    // entry by entry, each entry touching only its own row and value bytes, so that the
-    // parallel form is the same loop spread over tasks.
-    struct Slot {
-        const Entries::value_type* entry;
-        uint64_t row;     // from the start of the map
-        uint64_t offset;  // from the start of the value area
-    };
-    std::vector<Slot> slots;
-    slots.reserve(m_entries.size());
-    uint64_t row = kHeaderBytes;
-    uint64_t offset = 0;
-    for (const auto& entry : m_entries) {
-        if (!entry.second) continue;
-        slots.push_back({&entry, row, offset});
-        row += kRowBytes + entry.first.size();
-        offset += entry.second->memSize();
+    internal::TableItems table(true, m_entries.size());
+    for (const auto& [key, value] : m_entries) {
+        if (value) table.add(&key, value.get(), value->memSize());
     }
-    const uint64_t tableSize = row - kHeaderBytes;
-    const uint64_t areaSize = offset;
-    const uint64_t total = row + areaSize;
-
-    if (archive.size == 0) archive.resize(total);
-    if (archive.remaining() < total) {
-        archive.setFailed();
-        return false;
-    }
-    unsigned char* const base = archive.data + archive.position;
-    unsigned char* out = put<uint32_t>(base, staticTypeId());
-    out = put<uint64_t>(out, slots.size());
-    put<uint64_t>(out, tableSize);
-    const uint64_t areaStart = archive.position + kHeaderBytes + tableSize;
-
-    std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & Archive::kParallel) != 0;
-    internal::forEachIndex(slots.size(), parallel, [&](size_t i) {
-        const Slot& slot = slots[i];
-        const std::string& key = slot.entry->first;
-        const uint64_t end = i + 1 < slots.size() ? slots[i + 1].offset : areaSize;
-        const uint64_t size = end - slot.offset;
-        unsigned char* p = put<uint64_t>(base + slot.row, key.size());
-        if (!key.empty()) std::memcpy(p, key.data(), key.size());
-        p = put<uint64_t>(p + key.size(), size);
-        put<uint64_t>(p, slot.offset);
-        if (!internal::writeValue(archive, areaStart + slot.offset, areaStart + end,
-                                  *slot.entry->second)) {
-            ok.store(false, std::memory_order_relaxed);
-        }
-    });
-    archive.position = areaStart + areaSize;
-    if (!ok.load()) archive.setFailed();
-    return ok.load();
+    return internal::writePlainLayout(archive, staticTypeId(), table);
 }
 
 bool MapMetadata::deserialisePlain(Archive& archive) {
@@ -232,15 +174,7 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
         }
     }
 
-    uint64_t end = areaStart;
-    if (count) {
-        const ValueRow& last = rows.back();
-        const uint64_t available = archive.size - areaStart;
-        end = last.offset <= available && last.size <= available - last.offset
-                  ? areaStart + last.offset + last.size
-                  : archive.size;
-    }
-    archive.position = end;
+    archive.position = internal::areaEnd(archive, areaStart, rows);
     if (!intact) archive.setFailed();
     return intact;
 }

@@ -1,5 +1,4 @@
 // The compressed layout of MapMetadata: the plain table over one compressed block per entry.
-#include <cstring>
 #include <string_view>
 
 #include "core/metadata/MapMetadata.h"
@@ -10,56 +9,11 @@ namespace ZeltoCore {
 
 using internal::ValueRow;
 
-namespace {
-
-constexpr uint64_t kHeaderBytes = 4 + 8 + 8;  // type id, entry count, table size
-
-template <class T>
-unsigned char* put(unsigned char* out, T value) {
-    std::memcpy(out, &value, sizeof(T));
-    return out + sizeof(T);
-}
-
-}  // namespace
-
 bool MapMetadata::serialiseCompressed(Archive& archive) const {
-    std::vector<const Metadata*> values;
-    values.reserve(m_entries.size());
-    uint64_t tableSize = 0;
-    for (const auto& [key, value] : m_entries) {
-        values.push_back(value.get());
-        tableSize += internal::kMapRowBytes + key.size();
-    }
-    const bool parallel = (archive.flags & Archive::kParallel) != 0;
-    std::vector<internal::CompressedBlock> blocks;
-    const bool ok = internal::compressValues(values, parallel, blocks);
-
-    std::vector<uint64_t> offsets(blocks.size());
-    uint64_t areaSize = 0;
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        offsets[i] = areaSize;
-        areaSize += blocks[i].size;
-    }
-    const uint64_t areaStart = kHeaderBytes + tableSize;
-    const uint64_t total = areaStart + areaSize;
-    if (archive.size != total) archive.resize(total);
-
-    unsigned char* out = put<uint32_t>(archive.data, staticTypeId());
-    out = put<uint64_t>(out, m_entries.size());
-    out = put<uint64_t>(out, tableSize);
-    size_t i = 0;
-    for (const auto& entry : m_entries) {
-        const std::string& key = entry.first;
-        out = put<uint64_t>(out, key.size());
-        if (!key.empty()) std::memcpy(out, key.data(), key.size());
-        out = put<uint64_t>(out + key.size(), blocks[i].size);
-        out = put<uint64_t>(out, offsets[i]);
-        ++i;
-    }
-    internal::placeBlocks(archive, areaStart, blocks, offsets, parallel);
-    archive.position = total;
-    if (!ok) archive.setFailed();
-    return ok;
+    internal::TableItems table(true, m_entries.size());
+    for (const auto& [key, value] : m_entries)
+        table.add(&key, value.get(), 0);
+    return internal::writeCompressedLayout(archive, staticTypeId(), table);
 }
 
 bool MapMetadata::deserialiseCompressed(Archive& archive) {

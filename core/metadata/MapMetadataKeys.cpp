@@ -1,7 +1,5 @@
 // Keyed readers of MapMetadata: chosen keys from a map held in an archive or stored in a file.
 #include <algorithm>
-#include <atomic>
-#include <cstring>
 #include <string_view>
 
 #include "core/metadata/MapMetadata.h"
@@ -15,8 +13,6 @@ using internal::KeySet;
 using internal::ValueRow;
 
 namespace {
-
-constexpr uint64_t kHeaderBytes = 4 + 8 + 8;  // type id, entry count, table size
 
 // Finds the rows of the requested keys in a table of `count` rows: found[k] tells whether
 // distinct key k has a row, rows[k] is its first one. False for a damaged table.
@@ -106,85 +102,40 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
     }
 
     // Header and table are checked against the file before anything is allocated for them.
-    unsigned char head[kHeaderBytes];
-    uint32_t id = 0;
-    uint64_t count = 0;
-    uint64_t tableSize = 0;
-    if (header.dataSize < kHeaderBytes || !file.readAt(header.dataOffset, kHeaderBytes, head))
-        return false;
-    std::memcpy(&id, head, 4);
-    std::memcpy(&count, head + 4, 8);
-    std::memcpy(&tableSize, head + 12, 8);
-    if (id != staticTypeId() || tableSize > header.dataSize - kHeaderBytes ||
-        count > tableSize / internal::kMapRowBytes) {
+    internal::ContainerHead head;
+    if (!file.readContainerHead(true, head) || head.typeId != staticTypeId() ||
+        head.tableSize > header.dataSize - head.bytes ||
+        head.count > head.tableSize / internal::kMapRowBytes) {
         return false;
     }
+    const uint64_t tableSize = head.tableSize;
     const internal::FileBytes table = internal::allocateBytes(tableSize);
-    const uint64_t tableStart = header.dataOffset + kHeaderBytes;
+    const uint64_t tableStart = header.dataOffset + head.bytes;
     if (!file.readAt(tableStart, tableSize, table.get())) return false;
     const KeySet wanted(keys);
     std::vector<ValueRow> rows;
     std::vector<char> found;
     uint64_t used = 0;
-    if (!findRows(table.get(), tableSize, count, wanted, rows, found, used)) return false;
-    const uint64_t areaStart = tableStart + used;
+    if (!findRows(table.get(), tableSize, head.count, wanted, rows, found, used)) return false;
 
     // Held values read themselves in place when the map holds exactly the requested keys.
     const bool reuse = !merge && holdsExactly(m_entries, keys);
     if (!merge && !reuse) m_entries.clear();
-
-    struct Item {
-        const std::string* key;
-        ValueRow row;
-        internal::FileBytes bytes;
-        std::shared_ptr<Metadata> value;
-        bool decoded = false;
-    };
-    std::vector<Item> items;
+    std::vector<const std::string*> targets;
+    std::vector<ValueRow> targetRows;
+    std::vector<std::shared_ptr<Metadata>> values;
     for (size_t k = 0; k < wanted.size(); ++k) {
-        if (found[k]) items.push_back({&wanted.key(k), rows[k], {}, nullptr, false});
-    }
-    if (reuse) {
-        for (Item& item : items)
-            item.value = m_entries.find(*item.key)->second;
-    }
-
-    const bool compressed = (header.flags & Archive::kCompressedContainers) != 0;
-    bool intact = true;
-    const uint64_t areaBytes = file.fileSize() - areaStart;
-    auto load = [&](Item& item) {
-        if (item.row.offset > areaBytes || item.row.size > areaBytes - item.row.offset)
-            return false;
-        item.bytes = internal::allocateBytes(item.row.size);
-        return file.readAt(areaStart + item.row.offset, item.row.size, item.bytes.get());
-    };
-    auto decode = [&](Item& item) {
+        if (!found[k]) continue;
+        targets.push_back(&wanted.key(k));
+        targetRows.push_back(rows[k]);
         // An entry held without value is read like a new one.
-        item.decoded = internal::decodeValue(item.bytes.get(), item.row.size, compressed,
-                                             header.version, item.value, item.value != nullptr);
-        item.bytes.reset();
-    };
-    if (parallel) {
-        // File reads stay on this thread; only decoding is spread over tasks.
-        std::vector<char> loaded(items.size());
-        for (size_t i = 0; i < items.size(); ++i) {
-            loaded[i] = load(items[i]);
-            intact = intact && loaded[i];
-        }
-        internal::forEachIndex(items.size(), true, [&](size_t i) {
-            if (loaded[i]) decode(items[i]);
-        });
-    } else {
-        for (Item& item : items) {
-            if (load(item)) {
-                decode(item);
-            } else {
-                intact = false;
-            }
-        }
+        values.push_back(reuse ? m_entries.find(wanted.key(k))->second : nullptr);
     }
-    for (Item& item : items) {
-        if (item.decoded) m_entries[*item.key] = std::move(item.value);
+    std::vector<char> decoded;
+    const bool intact =
+        internal::readBlocks(file, tableStart + used, targetRows, parallel, values, decoded);
+    for (size_t i = 0; i < targets.size(); ++i) {
+        if (decoded[i]) m_entries[*targets[i]] = std::move(values[i]);
     }
     return intact;
 }

@@ -1,6 +1,7 @@
 #include "core/metadata/internal/CompressedIO.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 
 #include "utils/Compression.h"
@@ -8,13 +9,27 @@
 namespace ZeltoCore {
 namespace internal {
 
-bool compressValues(const std::vector<const Metadata*>& values, bool parallel,
+namespace {
+
+struct FreeBytes {
+    void operator()(unsigned char* p) const { std::free(p); }
+};
+
+// One compressed value; size 0 (no bytes) for no value or when the compressor gave nothing.
+struct CompressedBlock {
+    std::unique_ptr<unsigned char, FreeBytes> bytes;
+    size_t size = 0;
+};
+
+// Compresses every value (null: an empty block). False when a value did not write exactly
+// memSize() bytes; its block is then left empty.
+bool compressValues(const std::vector<TableItem>& items, bool parallel,
                     std::vector<CompressedBlock>& blocks) {
     blocks.clear();
-    blocks.resize(values.size());
+    blocks.resize(items.size());
     std::atomic<bool> ok{true};
-    forEachIndex(values.size(), parallel, [&](size_t i) {
-        const Metadata* value = values[i];
+    forEachIndex(items.size(), parallel, [&](size_t i) {
+        const Metadata* value = items[i].value;
         if (!value) return;
         const size_t size = value->memSize();
         Archive plain(size, 0);
@@ -31,12 +46,35 @@ bool compressValues(const std::vector<const Metadata*>& values, bool parallel,
     return ok.load();
 }
 
-void placeBlocks(Archive& archive, uint64_t areaStart, const std::vector<CompressedBlock>& blocks,
-                 const std::vector<uint64_t>& offsets, bool parallel) {
+}  // namespace
+
+bool writeCompressedLayout(Archive& archive, uint32_t typeId, const TableItems& table) {
+    const std::vector<TableItem>& items = table.items;
+    const bool parallel = (archive.flags & Archive::kParallel) != 0;
+    std::vector<CompressedBlock> blocks;
+    const bool ok = compressValues(items, parallel, blocks);
+
+    std::vector<uint64_t> offsets(items.size());
+    uint64_t areaSize = 0;
+    for (size_t i = 0; i < items.size(); ++i) {
+        offsets[i] = areaSize;
+        areaSize += blocks[i].size;
+    }
+    const uint64_t areaStart = table.tableEnd;
+    const uint64_t total = areaStart + areaSize;
+    if (archive.size != total) archive.resize(total);
+
+    unsigned char* out = putHeader(archive.data, typeId, table.keyed, items.size(),
+                                   table.tableEnd - table.headerBytes());
+    for (size_t i = 0; i < items.size(); ++i)
+        out = putRow(out, items[i], offsets[i], blocks[i].size);
     unsigned char* const area = archive.data + areaStart;
     forEachIndex(blocks.size(), parallel, [&](size_t i) {
         if (blocks[i].size) std::memcpy(area + offsets[i], blocks[i].bytes.get(), blocks[i].size);
     });
+    archive.position = total;
+    if (!ok) archive.setFailed();
+    return ok;
 }
 
 bool decodeValue(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,

@@ -8,7 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -19,24 +18,11 @@
 namespace ZeltoCore {
 namespace internal {
 
-struct FreeBytes {
-    void operator()(unsigned char* p) const { std::free(p); }
-};
-
-// One compressed value; size 0 (no bytes) for no value or when the compressor gave nothing.
-struct CompressedBlock {
-    std::unique_ptr<unsigned char, FreeBytes> bytes;
-    size_t size = 0;
-};
-
-// Compresses every value (null: an empty block), in parallel tasks when asked. False when a
-// value did not write exactly memSize() bytes; its block is then left empty.
-bool compressValues(const std::vector<const Metadata*>& values, bool parallel,
-                    std::vector<CompressedBlock>& blocks);
-
-// Copies block i to areaStart + offsets[i] of the archive's buffer (each task its own range).
-void placeBlocks(Archive& archive, uint64_t areaStart, const std::vector<CompressedBlock>& blocks,
-                 const std::vector<uint64_t>& offsets, bool parallel);
+// Writes the compressed layout of `table` (sizes not needed) under `typeId` as the whole
+// content of `archive`: resized to exactly its length, written from position 0, cursor left at
+// the end. Flag 4 compresses and places the blocks in parallel, with the same bytes. False when
+// a value's memSize() and serialise() disagree (its block is then empty).
+bool writeCompressedLayout(Archive& archive, uint32_t typeId, const TableItems& table);
 
 // Reads the value held by `size` bytes at `bytes` (a compressed block when `compressed`, plain
 // bytes otherwise) into `slot`, by the rules of readValue; the value's archive carries `version`

@@ -52,6 +52,60 @@ bool readMapTable(Archive& archive, std::vector<std::string_view>& keys,
     return true;
 }
 
+unsigned char* putHeader(unsigned char* out, uint32_t typeId, bool keyed, uint64_t count,
+                         uint64_t tableSize) {
+    out = put<uint64_t>(put<uint32_t>(out, typeId), count);
+    return keyed ? put<uint64_t>(out, tableSize) : out;
+}
+
+bool writePlainLayout(Archive& archive, uint32_t typeId, const TableItems& table) {
+    const std::vector<TableItem>& items = table.items;
+    const uint64_t total = table.tableEnd + table.areaSize;
+    if (archive.size == 0) archive.resize(total);
+    if (archive.remaining() < total) {
+        archive.setFailed();
+        return false;
+    }
+    unsigned char* const base = archive.data + archive.position;
+    putHeader(base, typeId, table.keyed, items.size(), table.tableEnd - table.headerBytes());
+    const uint64_t areaStart = archive.position + table.tableEnd;
+
+    // Each item writes only its own row and value bytes, so the parallel form is the same loop
+    // spread over tasks.
+    std::atomic<bool> ok{true};
+    const bool parallel = (archive.flags & Archive::kParallel) != 0;
+    forEachIndex(items.size(), parallel, [&](size_t i) {
+        const TableItem& item = items[i];
+        const uint64_t end = i + 1 < items.size() ? items[i + 1].offset : table.areaSize;
+        putRow(base + item.row, item, item.offset, end - item.offset);
+        if (!writeValue(archive, areaStart + item.offset, areaStart + end, *item.value))
+            ok.store(false, std::memory_order_relaxed);
+    });
+    archive.position = areaStart + table.areaSize;
+    if (!ok.load()) archive.setFailed();
+    return ok.load();
+}
+
+bool readArrayTable(Archive& archive, std::vector<ValueRow>& rows) {
+    uint64_t count = 0;
+    if (!archive.readCount(count, kArrayRowBytes)) return false;
+    rows.resize(count);
+    const unsigned char* table = archive.data + archive.position;
+    for (uint64_t i = 0; i < count; ++i)
+        rows[i] = arrayRowAt(table, i);
+    archive.position += kArrayRowBytes * count;
+    return true;
+}
+
+uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows) {
+    if (rows.empty()) return areaStart;
+    const ValueRow& last = rows.back();
+    const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
+    return last.offset <= available && last.size <= available - last.offset
+               ? areaStart + last.offset + last.size
+               : archive.size;
+}
+
 bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value) {
     ArchiveView view(archive, begin, end);
     value.serialise(view);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -26,8 +27,88 @@ struct ValueRow {
     uint64_t size = 0;
 };
 
-// Map table rows: key length, key, value size, value offset.
-constexpr uint64_t kMapRowBytes = 8 + 8 + 8;
+constexpr uint64_t kMapHeaderBytes = 4 + 8 + 8;  // type id, entry count, table size
+constexpr uint64_t kMapRowBytes = 8 + 8 + 8;     // key length, value size, value offset (+ key)
+constexpr uint64_t kArrayHeaderBytes = 4 + 8;    // type id, element count
+constexpr uint64_t kArrayRowBytes = 8 + 8;       // offset, size
+
+template <class T>
+unsigned char* put(unsigned char* out, T value) {
+    std::memcpy(out, &value, sizeof(T));
+    return out + sizeof(T);
+}
+
+inline ValueRow arrayRowAt(const unsigned char* table, uint64_t index) {
+    ValueRow row;
+    std::memcpy(&row.offset, table + kArrayRowBytes * index, 8);
+    std::memcpy(&row.size, table + kArrayRowBytes * index + 8, 8);
+    return row;
+}
+
+// One value of a container being written, in table order. A map item carries its key (rows of
+// key length, key, size, offset); an array item has none (rows of offset, size). `value` may be
+// null in the compressed form only (an empty block). `row` is where its row starts, counted
+// from the start of the container; `offset` where its value starts in the value area.
+struct TableItem {
+    const std::string* key;
+    const Metadata* value;
+    uint64_t row;
+    uint64_t offset;
+};
+
+inline uint64_t rowBytes(const std::string* key) {
+    return key ? kMapRowBytes + key->size() : kArrayRowBytes;
+}
+
+// The items of a container's table, gathered in one walk over the container.
+struct TableItems {
+    TableItems(bool keyed, size_t capacity)
+        : keyed(keyed), tableEnd(keyed ? kMapHeaderBytes : kArrayHeaderBytes) {
+        items.reserve(capacity);
+    }
+    // `size`: the bytes the value takes in the value area (0 when not yet known).
+    void add(const std::string* key, const Metadata* value, uint64_t size) {
+        items.push_back({key, value, tableEnd, areaSize});
+        tableEnd += rowBytes(key);
+        areaSize += size;
+    }
+    uint64_t headerBytes() const { return keyed ? kMapHeaderBytes : kArrayHeaderBytes; }
+
+    bool keyed;
+    std::vector<TableItem> items;
+    uint64_t tableEnd;      // where the next row goes
+    uint64_t areaSize = 0;  // sum of the sizes
+};
+
+// Writes the plain layout of `table` (sizes: the values' memSize()) under `typeId` at the
+// cursor, sizing an empty archive first. False, nothing written, when an archive with a buffer
+// has too little room; false as well when a value's memSize() and serialise() disagree. Values
+// are written by parallel tasks, each into its own row and byte range, when the archive's flag 4
+// is set.
+bool writePlainLayout(Archive& archive, uint32_t typeId, const TableItems& table);
+
+// The header of a container table: the type id, the count and, for a map, the table size.
+// Returns where the first row goes.
+unsigned char* putHeader(unsigned char* out, uint32_t typeId, bool keyed, uint64_t count,
+                         uint64_t tableSize);
+// The row of `item` with its value's place; returns where the next row goes.
+inline unsigned char* putRow(unsigned char* out, const TableItem& item, uint64_t offset,
+                             uint64_t size) {
+    if (!item.key) return put<uint64_t>(put<uint64_t>(out, offset), size);
+    const std::string& key = *item.key;
+    out = put<uint64_t>(out, key.size());
+    if (!key.empty()) std::memcpy(out, key.data(), key.size());
+    return put<uint64_t>(put<uint64_t>(out + key.size(), size), offset);
+}
+
+// Reads the element count and the rows of an array table at the cursor, which stands just after
+// the type id, and leaves the cursor after the table. False, failure set, for an absurd count or
+// a cut table.
+bool readArrayTable(Archive& archive, std::vector<ValueRow>& rows);
+
+// Where a read of a value area at `areaStart` leaves the cursor: after the last row's value, or
+// the end of the buffer when that row points outside it.
+uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows);
 
 // Walks `count` map table rows in [table, table + bytes), calling visit(key, row) with the key as
 // a view into the table. False, as soon as it shows, when a row runs past the end; `used` is then

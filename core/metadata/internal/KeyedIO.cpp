@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/metadata/internal/CompressedIO.h"
 #include "utils/Compression.h"
 #include "utils/Environment.h"
 
@@ -95,6 +96,17 @@ bool ArchiveFileReader::readAt(uint64_t offset, uint64_t size, void* out) {
     return true;
 }
 
+bool ArchiveFileReader::readContainerHead(bool keyed, ContainerHead& head) {
+    unsigned char bytes[kMapHeaderBytes] = {};
+    head.bytes = keyed ? kMapHeaderBytes : kArrayHeaderBytes;
+    if (m_header.dataSize < head.bytes || !readAt(m_header.dataOffset, head.bytes, bytes))
+        return false;
+    std::memcpy(&head.typeId, bytes, 4);
+    std::memcpy(&head.count, bytes + 4, 8);
+    if (keyed) std::memcpy(&head.tableSize, bytes + 12, 8);
+    return true;
+}
+
 bool ArchiveFileReader::readData(Archive& archive) {
     const uint64_t size = m_header.dataSize;
     Archive raw(size, 0);
@@ -117,6 +129,33 @@ bool ArchiveFileReader::readData(Archive& archive) {
     archive.position = 0;
     archive.ownsData = true;
     return true;
+}
+
+bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                bool parallel, std::vector<std::shared_ptr<Metadata>>& slots,
+                std::vector<char>& decoded) {
+    const uint64_t areaBytes = file.fileSize() - areaStart;
+    std::vector<FileBytes> blocks(rows.size());
+    std::vector<char> loaded(rows.size(), 0);
+    bool intact = true;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const ValueRow& row = rows[i];
+        if (row.offset <= areaBytes && row.size <= areaBytes - row.offset) {
+            blocks[i] = allocateBytes(row.size);
+            loaded[i] = file.readAt(areaStart + row.offset, row.size, blocks[i].get());
+        }
+        intact = intact && loaded[i];
+    }
+    const ArchiveFileHeader& header = file.header();
+    const bool compressed = (header.flags & Archive::kCompressedContainers) != 0;
+    decoded.assign(rows.size(), 0);
+    forEachIndex(rows.size(), parallel, [&](size_t i) {
+        if (!loaded[i]) return;
+        decoded[i] = decodeValue(blocks[i].get(), rows[i].size, compressed, header.version,
+                                 slots[i], slots[i] != nullptr);
+        blocks[i].reset();
+    });
+    return intact;
 }
 
 }  // namespace internal
