@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -81,9 +82,7 @@ int runDemo() {
     return ok ? 0 : 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     ZeltoCore::initZeltoCore();
     CLI::App app{"zelto: inspect and exercise the character data library"};
     app.require_subcommand(1);
@@ -125,4 +124,14 @@ int main(int argc, char** argv) {
         return ZeltoTool::inspectFile(in, inspectOptions, std::cout, std::cerr);
     }
     return 0;
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        std::cerr << "zelto: " << e.what() << "\n";
+        return 1;
+    }
 }

@@ -38,7 +38,9 @@ struct RawEncoding {
     static constexpr bool defined = true;
     static constexpr bool raw = true;
     static constexpr size_t size = sizeof(T);
-    static void store(unsigned char* out, const T& v) { std::memcpy(out, &v, sizeof(T)); }
+    static void store(unsigned char* out, const T& v) {
+        std::memcpy(out, static_cast<const void*>(&v), sizeof(T));
+    }
     static void load(const unsigned char* in, T& v) {
         std::memcpy(static_cast<void*>(&v), in, sizeof(T));
     }
@@ -75,7 +77,7 @@ struct Encoding<Imath::Quat<T>> {
     static constexpr bool raw = false;
     static constexpr size_t size = 4 * sizeof(T);
     static void store(unsigned char* out, const Imath::Quat<T>& q) {
-        std::memcpy(out, &q.v, 3 * sizeof(T));
+        std::memcpy(out, static_cast<const void*>(&q.v), 3 * sizeof(T));
         std::memcpy(out + 3 * sizeof(T), &q.r, sizeof(T));
     }
     static void load(const unsigned char* in, Imath::Quat<T>& q) {

@@ -68,7 +68,7 @@ void Pose::setJointMetadata(unsigned short id, const MapMetadata& metadata) {
 }
 
 void Pose::addJointMetadata(unsigned short id, const std::string& key,
-                            std::shared_ptr<Metadata> value) {
+                            const std::shared_ptr<Metadata>& value) {
     m_jointsMetadata[id].addEntry(key, value, true);
 }
 

@@ -71,7 +71,7 @@ public:
     void setJointMetadata(unsigned short id, const MapMetadata& metadata);
     // Stores a copy of `value` under `key`.
     void addJointMetadata(unsigned short id, const std::string& key,
-                          std::shared_ptr<Metadata> value);
+                          const std::shared_ptr<Metadata>& value);
     // Stores a clone of `*value`; the caller keeps ownership of `value`.
     void addJointMetadata(unsigned short id, const std::string& key, Metadata* value);
     bool jointHasMetadata(unsigned short id) const { return m_jointsMetadata.count(id) != 0; }

@@ -185,7 +185,7 @@ void Skeleton::setJointMetadata(unsigned short id, const MapMetadata& metadata) 
 }
 
 void Skeleton::addJointMetadata(unsigned short id, const std::string& key,
-                                std::shared_ptr<Metadata> value) {
+                                const std::shared_ptr<Metadata>& value) {
     m_jointMetadata[id].addEntry(key, value, true);
 }
 

@@ -119,7 +119,7 @@ public:
     void setJointMetadata(unsigned short id, const MapMetadata& metadata);
     // Stores a copy of `value` under `key` (creating the joint's entry).
     void addJointMetadata(unsigned short id, const std::string& key,
-                          std::shared_ptr<Metadata> value);
+                          const std::shared_ptr<Metadata>& value);
     // Stores a clone of `*value`; the caller keeps ownership of `value`.
     void addJointMetadata(unsigned short id, const std::string& key, Metadata* value);
     // Whether the joint has an entry (an empty one counts).

@@ -63,6 +63,7 @@ TEST(Logger, SetHandlerReturnsThePreviousAndCapturesNest) {
 TEST(Logger, ConcurrentLoggingDeliversEveryMessageWhole) {
     LogCapture log;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([t] {
             for (int i = 0; i < 500; ++i)

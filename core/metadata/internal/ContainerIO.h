@@ -97,7 +97,7 @@ inline unsigned char* putRow(unsigned char* out, const TableItem& item, uint64_t
     if (!item.key) return put<uint64_t>(put<uint64_t>(out, offset), size);
     const std::string& key = *item.key;
     out = put<uint64_t>(out, key.size());
-    if (!key.empty()) std::memcpy(out, key.data(), key.size());
+    if (!key.empty()) std::memcpy(out, key.data(), key.size());  // NOLINT: no terminator on disk
     return put<uint64_t>(put<uint64_t>(out + key.size(), size), offset);
 }
 
