@@ -73,10 +73,9 @@ TEST_F(ArchiveFile, EmptyArchiveIsA37ByteHeader) {
     Archive b;
     fill(b);
     ASSERT_TRUE(b.readFromFile(path("empty.zelto")));
-    EXPECT_EQ(b.size, 0u);
     EXPECT_EQ(b.data, nullptr);
+    EXPECT_EQ(b.size + b.flags, 0u);
     EXPECT_EQ(b.version, 5u);
-    EXPECT_EQ(b.flags, 0u);
     EXPECT_TRUE(b.text.empty());
 }
 
@@ -95,7 +94,6 @@ TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
     double d = 0;
     b >> d;
     EXPECT_EQ(d, 2.5);
-    EXPECT_FALSE(fs::exists(path("a.zelto") + ".tmp"));
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
 }
 
@@ -180,15 +178,13 @@ TEST_F(ArchiveFile, WriteFailuresReportFalseAndKeepTheOldFile) {
     EXPECT_EQ(slurp(path("keep")), before);
 }
 
-TEST(ArchiveBase64, RoundTripsInBothForms) {
+TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     Archive a(64, 0);
     for (int i = 0; i < 8; ++i)
         a << double(i);
     for (bool compress : {false, true}) {
         const std::string text = a.encodeBase64(compress);
-        if (compress) {
-            EXPECT_EQ(text.substr(text.size() - 3), "ZIP");
-        }
+        EXPECT_EQ(text.size() >= 3 && text.substr(text.size() - 3) == "ZIP", compress);
         Archive b;
         b.position = 5;
         ASSERT_TRUE(b.decodeBase64(text));
@@ -196,23 +192,17 @@ TEST(ArchiveBase64, RoundTripsInBothForms) {
         ASSERT_EQ(b.size, 64u);
         EXPECT_EQ(std::memcmp(a.data, b.data, 64), 0);
     }
-    EXPECT_EQ(a.encodeBase64(false), a.encodeBase64(false));
     Archive tiny(3, 0);
     std::memcpy(tiny.data, "foo", 3);
     EXPECT_EQ(tiny.encodeBase64(false), "Zm9v");
     EXPECT_EQ(Archive().encodeBase64(true), "");
-}
 
-TEST(ArchiveBase64, InvalidAndLookalikeTexts) {
-    Archive a(4, 0);
-    a << int32_t{5};
     a.version = 3;
     EXPECT_FALSE(a.decodeBase64(""));
     EXPECT_EQ(a.size, 0u);
     EXPECT_EQ(a.version, 3u);
     EXPECT_FALSE(a.decodeBase64("!!!!"));
     // Uncompressed text that happens to end in ZIP: decoded bytes kept as they are.
-    Archive b;
-    ASSERT_TRUE(b.decodeBase64("Zm9vZIP"));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(b.data), b.size), "foo");
+    ASSERT_TRUE(a.decodeBase64("Zm9vZIP"));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(a.data), a.size), "foo");
 }

@@ -112,33 +112,6 @@ TEST(Encoding, EulerWritesAnglesOnlyAndKeepsTheReadersOrder) {
     EXPECT_EQ(encode(Imath::Eulerf(1, 2, 3), 12), le(1.f) + le(2.f) + le(3.f));
 }
 
-TEST(Encoding, ChainedRoundTripAcrossAllKinds) {
-    const std::vector<Imath::Quatd> quats{Imath::Quatd(1, 0, 0, 0), Imath::Quatd(0, 1, 0, 0)};
-    const std::vector<Imath::Eulerf> eulers{Imath::Eulerf(1, 2, 3)};
-    const size_t size = 2 + 8 + (8 + 5) + (8 + 64) + (8 + 12) + 16;
-    Archive a(size, 0);
-    a << static_cast<unsigned short>(65535) << 3.25 << std::string("hello") << quats << eulers
-      << Imath::Box2f(Imath::V2f(-1, -2), Imath::V2f(1, 2));
-    EXPECT_EQ(a.position, size);
-    a.reset();
-    unsigned short id = 0;
-    double d = 0;
-    std::string s;
-    std::vector<Imath::Quatd> q;
-    std::vector<Imath::Eulerf> e;
-    Imath::Box2f box;
-    a >> id >> d >> s >> q >> e >> box;
-    EXPECT_FALSE(a.failed());
-    EXPECT_EQ(a.position, size);
-    EXPECT_EQ(id, 65535);
-    EXPECT_EQ(d, 3.25);
-    EXPECT_EQ(s, "hello");
-    EXPECT_EQ(q, quats);
-    ASSERT_EQ(e.size(), 1u);
-    EXPECT_EQ(Imath::V3f(e[0]), Imath::V3f(1, 2, 3));
-    EXPECT_EQ(box.min, Imath::V2f(-1, -2));
-}
-
 TEST(Encoding, EveryTruncationOfAStreamFailsCleanly) {
     const size_t size = 8 + 3 + 8 + 2 * 32 + 24;
     Archive full(size, 0);

