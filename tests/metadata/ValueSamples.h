@@ -1,12 +1,11 @@
 // A non-default sample of every metadata value type, the type lists the typed tests run over, and
-// the helpers the value tests share (expected bytes, hash, text, golden layout check).
+// the helpers the value tests share (expected bytes, hash, golden layout check).
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -71,12 +70,6 @@ template <> inline ZeltoUtils::Image sample() {
     float px[6] = {0.f, 0.25f, 0.5f, 0.75f, 1.f, 2.f}; return ZeltoUtils::Image(px, 2, 1, 3); }
 // clang-format on
 
-// Three elements: sample, default, sample.
-template <class T>
-std::vector<T> sampleArray() {
-    return {sample<T>(), ValueTraits<T>::defaultValue(), sample<T>()};
-}
-
 using ScalarTypes =
     ::testing::Types<bool, char, unsigned char, short, unsigned short, int, unsigned int, int64_t,
                      uint64_t, float, double, std::string, MurmurHash3, Imath::V2d, Imath::V2i,
@@ -109,12 +102,6 @@ inline MurmurHash3 hashOf(const Metadata& m) {
     MurmurHash3 h;
     m.hash(h);
     return h;
-}
-
-inline std::string textOf(const Metadata& m) {
-    std::stringstream s;
-    m.toString(s);
-    return s.str();
 }
 
 // An archive holding `content`, positioned at its start.

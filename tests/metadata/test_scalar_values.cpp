@@ -1,15 +1,10 @@
-// Golden byte layouts, the comparison, ordering and text rules of the scalar values where a
+// Golden byte layouts, the reading, comparison and ordering rules of the scalar values where a
 // plausible implementation would go wrong.
-#include <gtest/gtest.h>
-
 #include <cfloat>
 #include <climits>
 #include <limits>
-#include <sstream>
-#include <string>
 
 #include "core/Init.h"
-#include "core/metadata/MetadataImpl.h"
 #include "tests/metadata/ValueSamples.h"
 
 namespace {
@@ -26,24 +21,16 @@ std::shared_ptr<Metadata> value(const T& v) {
 }
 
 template <class T>
-std::string text(const T& v) {
-    return textOf(MetadataImpl<T>(v));
-}
-
-template <class T>
 bool equal(const T& a, const T& b, double tolerance) {
-    MetadataImpl<T> ma(a), mb(b);
-    return ma.isEqual(&mb, tolerance);
+    return MetadataImpl<T>(a).isEqual(value(b).get(), tolerance);
 }
 
-// {isGreater, isLess}
+// "" (neither), ">", "<" or "><" (both): isGreater and isLess.
 template <class T>
-std::pair<bool, bool> order(const T& a, const T& b) {
+std::string order(const T& a, const T& b) {
     MetadataImpl<T> ma(a), mb(b);
-    return {ma.isGreater(&mb), ma.isLess(&mb)};
+    return std::string(ma.isGreater(&mb) ? ">" : "") + (ma.isLess(&mb) ? "<" : "");
 }
-const std::pair<bool, bool> kGreater{true, false}, kLess{false, true}, kBoth{true, true},
-    kNeither{false, false};
 
 TEST(ScalarLayoutTest, GoldenBytes) {
     initZeltoCore();
@@ -78,7 +65,7 @@ TEST(ScalarLayoutTest, GoldenBytes) {
         expectRoundTrip(*m, &expected);
 }
 
-TEST(ScalarLayoutTest, ReadingKeepsEulerOrderResamplesCurvesAndHonoursMeshVersion) {
+TEST(ScalarLayoutTest, ReadingKeepsEulerOrderAndResamplesCurves) {
     MetadataImpl<Imath::Eulerd> euler(Imath::Eulerd(0, 0, 0, Imath::Eulerd::YXZ));
     EXPECT_TRUE(euler.deserialise(*archiveOf(bytes(9u, 1., 2., 3.))));
     EXPECT_EQ(euler.get().order(), Imath::Eulerd::YXZ);
@@ -88,38 +75,17 @@ TEST(ScalarLayoutTest, ReadingKeepsEulerOrderResamplesCurvesAndHonoursMeshVersio
     EXPECT_TRUE(
         curve.deserialise(*archiveOf(bytes(107u, u64(1), 1.f, 2.f, 3.f, u64(0), 1u, u16(9)))));
     EXPECT_EQ(curve.get().samples().size(), 9u);
-
-    MetadataImpl<ZeltoUtils::Mesh> mesh(sample<ZeltoUtils::Mesh>());
-    Archive m(mesh.memSize(), 0);
-    mesh.serialise(m);
-    ZeltoUtils::Mesh previous;
-    previous.uvSets = {{"old", {}, {7}}};
-    MetadataImpl<ZeltoUtils::Mesh> reader(previous);
-    m.reset();
-    m.version = 2;  // before the records existed
-    EXPECT_TRUE(reader.deserialise(m));
-    EXPECT_EQ(reader.get().points, mesh.get().points);
-    EXPECT_EQ(reader.get().uvSets[0].name, "old");
-    m.reset();
-    m.version = 3;
-    EXPECT_TRUE(reader.deserialise(m));
-    EXPECT_EQ(reader.get().uvSets[0].name, "map1");
 }
 
-TEST(ScalarCompareTest, ToleranceRules) {
-    EXPECT_FALSE(equal(2.0, 2.5, 0.5));  // strict
-    EXPECT_FALSE(equal(2.0, 2.0, 0.0));
+TEST(ScalarCompareTest, ToleranceAndOrderRules) {
+    EXPECT_FALSE(equal(2.0, 2.5, 0.5));     // strict
     EXPECT_FALSE(equal(0.f, 1e-5f, 1e-5));  // the tolerance is a float too
     EXPECT_TRUE(equal(Imath::V3d(0, 0, 0), Imath::V3d(0.5, 0, 0), 0.5));  // inclusive
-    EXPECT_TRUE(
-        equal(Imath::Eulerf(0, 0, 0.25f, Imath::Eulerf::ZYX), Imath::Eulerf(0, 0, 0), 0.25));
-    EXPECT_FALSE(equal(3, 4, 10.0));
-    EXPECT_TRUE(equal(Imath::V2i(0, 0), Imath::V2i(1, 1), 1.9));  // truncated to 1
+    EXPECT_TRUE(equal(Imath::V2i(0, 0), Imath::V2i(1, 1), 1.9));          // truncated to 1
     EXPECT_FALSE(equal(Imath::V2i(0, 0), Imath::V2i(1, 1), 0.9));
     const Imath::Quatd q(1, 0, 0, 0);
     EXPECT_TRUE(equal(q, Imath::Quatd(1, 0.5, 0, 0), 0.5));   // vector part inclusive
     EXPECT_FALSE(equal(q, Imath::Quatd(1.5, 0, 0, 0), 0.5));  // scalar part strict
-
     Imath::M44d m;
     m[3][0] = 1e-12;
     EXPECT_FALSE(equal(Imath::M44d(), m, 1.0));
@@ -130,50 +96,13 @@ TEST(ScalarCompareTest, ToleranceRules) {
     ZeltoUtils::Mesh mesh = sample<ZeltoUtils::Mesh>();
     mesh.uvSets.clear();
     EXPECT_TRUE(equal(mesh, sample<ZeltoUtils::Mesh>(), 0.0));  // records are not compared
-    const ZeltoUtils::Image image = sample<ZeltoUtils::Image>();
-    EXPECT_TRUE(equal(image, ZeltoUtils::Image(image), 0.0));  // same storage
-    EXPECT_FALSE(equal(image, sample<ZeltoUtils::Image>(), 0.0));
-
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_FALSE(equal(nan, nan, 1e300));
     EXPECT_FALSE(equal(Imath::V3d(0, nan, 0), Imath::V3d(0, nan, 0), 1e300));
-    mesh.points[0].x = float(nan);
-    EXPECT_FALSE(equal(mesh, mesh, 1.0));
-}
 
-TEST(ScalarCompareTest, OrderingInTheValuesOwnType) {
-    EXPECT_EQ(order(3000000000u, 1u), kGreater);
-    EXPECT_EQ(order<char>(-1, 1), kLess);
-    EXPECT_EQ(order<unsigned char>(200, 100), kGreater);
-    EXPECT_EQ(order(Imath::V2d(1, 5), Imath::V2d(2, 4)), kNeither);
-    EXPECT_EQ(order(Imath::V2d(1, 1), Imath::V2d(1, 1)), kBoth);
-    EXPECT_EQ(order(Imath::Quatd(1, 0, 0, 0), Imath::Quatd(1, 0, 0, 0)), kNeither);
-    EXPECT_EQ(order(std::string("b"), std::string("a")), kNeither);
-    EXPECT_EQ(order(Imath::M44d(), Imath::M44d()), kNeither);
-}
-
-TEST(ScalarTextTest, Forms) {
-    EXPECT_EQ(text(true), "1");
-    EXPECT_EQ(text<unsigned char>(65), "A");
-    std::stringstream s;
-    s.precision(3);  // the stream's own formatting
-    MetadataImpl<double>(1.0 / 3).toString(s);
-    EXPECT_EQ(s.str(), "0.333");
-    EXPECT_EQ(text(Imath::V3d(1, 2, 3)), "(1, 2, 3)");
-    EXPECT_EQ(textOf(MetadataImpl<Imath::Quatd>()), "(1, 0, 0, 0)");
-    EXPECT_EQ(textOf(MetadataImpl<Imath::Eulerd>()), "(0, 0, 0, XYZ)");
-    EXPECT_EQ(text(Imath::Eulerd(1, 2, 3, Imath::Eulerd::ZYX)), "(1, 2, 3, ZYX)");
-    Imath::Eulerf rotating;
-    rotating.set(Imath::Eulerf::Y, true, false, false);  // initial Y, odd parity, rotating frame
-    EXPECT_EQ(text(rotating), "(0, 0, 0, YXZr)");
-    EXPECT_EQ(text(Imath::Eulerf(0, 0, 0, Imath::Eulerf::XZX)), "(0, 0, 0, XZX)");
-    EXPECT_EQ(textOf(MetadataImpl<Imath::M44f>()),
-              "(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1)");
-    EXPECT_EQ(text(Imath::Box2d({0, 0}, {1, 1})), "min: (0, 0) max: (1, 1)");
-    EXPECT_EQ(text(MurmurHash3()), std::string(32, '0'));
-    EXPECT_EQ(text(sample<ZeltoUtils::Image>()) + text(sample<ZeltoUtils::Mesh>()) +
-                  text(sample<ZeltoUtils::SampledCurve>()),
-              "");
+    EXPECT_EQ(order(3000000000u, 1u), ">");
+    EXPECT_EQ(order(Imath::V2d(1, 5), Imath::V2d(2, 4)), "");
+    EXPECT_EQ(order(Imath::V2d(1, 1), Imath::V2d(1, 1)), "><");
+    EXPECT_EQ(order(std::string("b"), std::string("a")), "");
 }
 
 }  // namespace

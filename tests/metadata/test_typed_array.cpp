@@ -1,10 +1,5 @@
-// Typed arrays: golden element layouts, reading rules, hash call sequences, isStatic tolerances,
-// text, and damaged input.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+// Typed arrays: golden element layouts, reading rules, hash call sequences, isStatic tolerances
+// and damaged input.
 #include "core/Init.h"
 #include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ValueSamples.h"
@@ -20,12 +15,6 @@ using u64 = uint64_t;
 template <class T>
 std::shared_ptr<Metadata> array(const std::vector<T>& v) {
     return std::make_shared<TypedArrayMetadata<T>>(v);
-}
-
-MurmurHash3 seeded() {
-    MurmurHash3 h;
-    h.append(std::string("seed"));
-    return h;
 }
 
 TEST(TypedArrayLayoutTest, GoldenBytes) {
@@ -49,9 +38,8 @@ TEST(TypedArrayLayoutTest, GoldenBytes) {
 
 TEST(TypedArrayReadTest, BoolsEulersAndCounts) {
     // Only a word of exactly 1 reads as true.
-    std::unique_ptr<Archive> words = archiveOf(bytes(14u, u64(3), u16(2), u16(1), u16(256)));
     TypedArrayMetadata<bool> flags;
-    EXPECT_TRUE(flags.deserialise(*words));
+    EXPECT_TRUE(flags.deserialise(*archiveOf(bytes(14u, u64(3), u16(2), u16(1), u16(256)))));
     EXPECT_EQ(flags.get(), std::vector<bool>({false, true, false}));
 
     // The stored count replaces the whole content.
@@ -64,7 +52,6 @@ TEST(TypedArrayReadTest, BoolsEulersAndCounts) {
     EXPECT_TRUE(eulers.deserialise(*archiveOf(bytes(18u, u64(2), 0., 0., 0., 1., 2., 3.))));
     EXPECT_EQ(eulers.get()[0].order(), Imath::Eulerd::YZX);
     EXPECT_EQ(eulers.get()[1].order(), Imath::Eulerd::XYZ);
-    EXPECT_EQ(Imath::V3d(eulers.get()[1]), Imath::V3d(1, 2, 3));
 
     // Meshes of version-2 archives have no record section.
     std::unique_ptr<Archive> v2 =
@@ -77,31 +64,29 @@ TEST(TypedArrayReadTest, BoolsEulersAndCounts) {
 }
 
 TEST(TypedArrayHashTest, CallSequences) {
-    auto hashed = [](const Metadata& m) {
-        MurmurHash3 h = seeded();
+    const MurmurHash3 seeded = hashOf(MetadataImpl<std::string>("seed"));
+    auto hashed = [&seeded](const Metadata& m) {
+        MurmurHash3 h = seeded;
         m.hash(h);
         return h;
     };
-    // Fixed-size elements: one call over the storage, even when empty.
+    // Fixed-size elements: one call over the storage.
     const std::vector<int> ints{1, 2, 3};
-    MurmurHash3 expected = seeded();
+    MurmurHash3 expected = seeded;
     expected.hash(ints.data(), 12);
     EXPECT_EQ(hashed(TypedArrayMetadata<int>(ints)), expected);
-    expected = seeded();
-    expected.hash(nullptr, 0);
-    EXPECT_EQ(hashed(TypedArrayMetadata<double>()), expected);
     // Euler elements include their order fields.
     EXPECT_NE(hashed(TypedArrayMetadata<Imath::Eulerf>({Imath::Eulerf(1, 2, 3)})),
               hashed(TypedArrayMetadata<Imath::Eulerf>({{1, 2, 3, Imath::Eulerf::ZYX}})));
     // Strings: one call per element, none for an empty array.
-    expected = seeded();
+    expected = seeded;
     expected.append(std::string("ab"));
     expected.append(std::string("c"));
     EXPECT_EQ(hashed(TypedArrayMetadata<std::string>({"ab", "c"})), expected);
-    EXPECT_EQ(hashed(TypedArrayMetadata<std::string>()), seeded());
+    EXPECT_EQ(hashed(TypedArrayMetadata<std::string>()), seeded);
     // Geometry: the count, then each element's own sequence.
     const ZeltoUtils::Curve c = sample<ZeltoUtils::Curve>();
-    expected = seeded();
+    expected = seeded;
     expected.append(uint64_t(1));
     MetadataImpl<ZeltoUtils::Curve>(c).hash(expected);
     EXPECT_EQ(hashed(TypedArrayMetadata<ZeltoUtils::Curve>({c})), expected);
@@ -111,33 +96,15 @@ template <class T>
 bool isStatic(const std::vector<T>& v) {
     return TypedArrayMetadata<T>(v).isStatic();
 }
-template <class T>
-std::string text(const std::vector<T>& v) {
-    return textOf(TypedArrayMetadata<T>(v));
-}
 
 TEST(TypedArrayStaticTest, TolerancesPerKind) {
-    EXPECT_FALSE(isStatic<double>({1.0, 1.00001}));  // strict
-    EXPECT_TRUE(isStatic<double>({1.0, 1.000009}));
+    EXPECT_FALSE(isStatic<double>({1.0, 1.00001}));                       // strict
     EXPECT_TRUE(isStatic<float>({0.f, 1e-5f}));                           // compared in double
     EXPECT_TRUE(isStatic<Imath::V3d>({{0, 0, 0}, {1e-5, -1e-5, 1e-5}}));  // inclusive
     EXPECT_FALSE(isStatic<Imath::V3d>({{0, 0, 0}, {2e-5, 0, 0}}));
-    EXPECT_TRUE(isStatic<Imath::M44d>({Imath::M44d(), Imath::M44d() * 1.000001}));
-    EXPECT_TRUE(isStatic<Imath::Box2f>({{{0, 0}, {1, 1}}, {{0, 0}, {1, 1.000001f}}}));
     EXPECT_FALSE(isStatic<Imath::V2i>({{0, 0}, {0, 1}}));
-    EXPECT_TRUE(isStatic<Imath::Eulerd>({{0, 0, 0}, {0, 0, 0, Imath::Eulerd::ZYX}}));
     EXPECT_TRUE(isStatic<Imath::Quatd>({{0, 0, 0, 0}, {0, 1e-5, 0, 0}}));
     EXPECT_FALSE(isStatic<Imath::Quatd>({{0, 0, 0, 0}, {1e-5, 0, 0, 0}}));  // scalar part strict
-}
-
-TEST(TypedArrayTextTest, ElementsInTheirScalarForm) {
-    EXPECT_EQ(text<double>({}), "()");
-    EXPECT_EQ(text<bool>({true, false}), "(1, 0)");
-    EXPECT_EQ(text<char>({'a', 'b'}), "(a, b)");
-    EXPECT_EQ(text<std::string>({"hip", ""}), "(hip, )");
-    EXPECT_EQ(text<Imath::V2i>({{1, 2}}), "((1, 2))");
-    EXPECT_EQ(text<Imath::Box2i>({{{0, 0}, {1, 1}}}), "(min: (0, 0) max: (1, 1))");
-    EXPECT_EQ(text<ZeltoUtils::Mesh>({sample<ZeltoUtils::Mesh>()}), "");
 }
 
 TEST(TypedArrayDamageTest, ImpossibleCountsAndSizesAreRefused) {
