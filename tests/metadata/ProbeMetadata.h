@@ -12,7 +12,8 @@
 
 #include "core/Init.h"
 #include "core/archive/Archive.h"
-#include "core/metadata/Metadata.h"
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/MapMetadata.h"
 #include "core/metadata/MetadataFactory.h"
 
 namespace ZeltoTest {
@@ -26,14 +27,7 @@ public:
     explicit Probe(T v = T()) : value(v) { ++created; }
     Probe(const Probe& o) : ZeltoCore::Metadata(o), value(o.value) { ++created; }
 
-    static unsigned int staticTypeId() { return Id; }
-    static std::string staticTypeStr() { return "Probe" + std::to_string(Id) + "Metadata"; }
-    static ZeltoCore::Metadata* creator() { return new Probe(); }
-    static void registerType() {
-        ZeltoCore::MetadataFactory::instance().registerMetadata(staticTypeStr(), Id, &creator);
-    }
-
-    std::string typeStr() const override { return staticTypeStr(); }
+    std::string typeStr() const override { return "Probe" + std::to_string(Id) + "Metadata"; }
     unsigned int typeId() const override { return Id; }
     void copy(ZeltoCore::Metadata* other) override {
         if (other) value = static_cast<Probe*>(other)->value;
@@ -72,6 +66,23 @@ inline int32_t intOf(const std::shared_ptr<const ZeltoCore::Metadata>& m) {
     return static_cast<const IntProbe&>(*m).value;
 }
 
+// An int probe as its value, no value as "-", anything else as "?"; containers as a list.
+inline std::string show(const std::shared_ptr<const ZeltoCore::Metadata>& m) {
+    return !m ? "-" : m->typeId() == 901 ? std::to_string(intOf(m)) : "?";
+}
+inline std::string contents(const ZeltoCore::MapMetadata& m) {
+    std::string out;
+    for (const auto& [key, v] : m)
+        out += key + "=" + show(v) + " ";
+    return out;
+}
+inline std::string contents(const ZeltoCore::ArrayMetadata& a) {
+    std::string out;
+    for (size_t i = 0; i < a.size(); ++i)
+        out += show(a[i]) + " ";
+    return out;
+}
+
 // Little-endian byte builder for expected layouts.
 struct Bytes {
     std::string b;
@@ -92,21 +103,27 @@ inline std::string bytesOf(const ZeltoCore::Archive& a) {
     return std::string(reinterpret_cast<const char*>(a.data), a.size);
 }
 
-// An archive holding a copy of `bytes`.
-inline void loadBytes(ZeltoCore::Archive& a, const std::string& bytes) {
+// An archive holding a copy of `bytes`, to be read with `flags`.
+inline void loadBytes(ZeltoCore::Archive& a, const std::string& bytes, uint64_t flags = 0) {
     a.clear();
     a.resize(bytes.size());
     if (!bytes.empty()) std::memcpy(a.data, bytes.data(), bytes.size());
     a.reset();
+    a.flags = flags;
 }
 
 // Registers the probes (and the library's types) for a container test.
 class ContainerTest : public ::testing::Test {
 protected:
+    template <class P>
+    static void add() {
+        ZeltoCore::MetadataFactory::instance().registerMetadata(
+            P().typeStr(), P().typeId(), []() -> ZeltoCore::Metadata* { return new P(); });
+    }
     void SetUp() override {
         ZeltoCore::initMetadata();
-        IntProbe::registerType();
-        DoubleProbe::registerType();
+        add<IntProbe>();
+        add<DoubleProbe>();
     }
 };
 
@@ -127,8 +144,7 @@ inline std::string serialised(const ZeltoCore::Metadata& m, uint64_t flags) {
 inline std::shared_ptr<ZeltoCore::Metadata> readBack(unsigned typeId, const std::string& bytes,
                                                      uint64_t flags, bool* ok = nullptr) {
     ZeltoCore::Archive a;
-    loadBytes(a, bytes);
-    a.flags = flags;
+    loadBytes(a, bytes, flags);
     auto m = ZeltoCore::MetadataFactory::instance().createMetadata(typeId);
     const bool read = m->deserialise(a);
     if (ok) *ok = read;
@@ -136,14 +152,17 @@ inline std::shared_ptr<ZeltoCore::Metadata> readBack(unsigned typeId, const std:
     EXPECT_EQ(a.flags, flags);
     return m;
 }
+inline bool reads(unsigned typeId, const std::string& bytes, uint64_t flags) {
+    bool ok = false;
+    readBack(typeId, bytes, flags, &ok);
+    return ok;
+}
 
 // Every truncation of `bytes` fails; every byte flipped in turn reads without crash or overrun
 // (the sanitizer build watches the reads).
 inline void sweepDamaged(unsigned typeId, const std::string& bytes, uint64_t flags) {
     for (size_t n = 0; n < bytes.size(); ++n) {
-        bool ok = true;
-        readBack(typeId, bytes.substr(0, n), flags, &ok);
-        EXPECT_FALSE(ok) << "cut at " << n;
+        EXPECT_FALSE(reads(typeId, bytes.substr(0, n), flags)) << "cut at " << n;
     }
     for (size_t i = 0; i < bytes.size(); ++i) {
         std::string bad = bytes;

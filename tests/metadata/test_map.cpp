@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "core/metadata/ArrayMetadata.h"
 #include "core/metadata/MetadataImpl.h"
-#include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ProbeMetadata.h"
 
 namespace {
 
 using namespace ZeltoCore;
 using namespace ZeltoTest;
-using Keys = std::vector<std::string>;
 using MapTest = ContainerTest;
 
 MapMetadata sample() {
@@ -22,46 +19,65 @@ MapMetadata sample() {
     return m;
 }
 
-TEST_F(MapTest, GoldenLayouts) {
-    MapMetadata withHoles = sample();
-    withHoles.addEmptyEntry("hole");  // left out of the plain layout
-    const MapMetadata empty;
+// Plain layouts of maps and arrays, identical sequential (flag 0) and parallel (flag 4).
+TEST_F(MapTest, GoldenLayoutsAndHash) {
+    MapMetadata withHole = sample();
+    withHole.addEmptyEntry("hole");  // left out of the layout, counted in the hash
+    const MapMetadata emptyMap;
     MapMetadata ints;
     ints.insertEntry("a", std::make_shared<MetadataImpl<int>>(5));
+    ArrayMetadata array;
+    array.push_back(intProbe(5));
+    array.push_back(doubleProbe(0.25));
+    array.push_back(intProbe(-1));
+    const ArrayMetadata emptyArray;
     // clang-format off
     const struct {
-        const MapMetadata& map;
+        const Metadata& value;
         std::string bytes;
     } cases[] = {
-        {empty, Bytes().u32(1).u64(0).u64(0).b},
+        {emptyMap, Bytes().u32(1).u64(0).u64(0).b},
         // Keys in byte order "B" < "a" < "ab"; rows: key length, key, size, offset.
-        {withHoles, Bytes().u32(1).u64(3).u64(3 * 24 + 4)
+        {withHole, Bytes().u32(1).u64(3).u64(3 * 24 + 4)
              .u64(1).str("B").u64(8).u64(0)
              .u64(1).str("a").u64(8).u64(8)
              .u64(2).str("ab").u64(12).u64(16)
              .u32(901).num<int32_t>(7).u32(901).num<int32_t>(9).u32(902).num(0.5).b},
         {ints, Bytes().u32(1).u64(1).u64(25).u64(1).str("a").u64(8).u64(0).u32(3).num<int32_t>(5).b},
+        // Array rows: offset then size.
+        {array, Bytes().u32(2).u64(3).u64(0).u64(8).u64(8).u64(12).u64(20).u64(8)
+             .u32(901).num<int32_t>(5).u32(902).num(0.25).u32(901).num<int32_t>(-1).b},
+        {emptyArray, Bytes().u32(2).u64(0).b},
     };
     // clang-format on
     for (const auto& c : cases) {
-        EXPECT_EQ(serialised(c.map, 0), c.bytes);
-        EXPECT_EQ(serialised(c.map, 4), c.bytes);
-        auto back = std::static_pointer_cast<MapMetadata>(readBack(1, c.bytes, 0));
-        EXPECT_EQ(serialised(*back, 0), c.bytes);
+        for (uint64_t flags : {0u, 4u}) {
+            EXPECT_EQ(serialised(c.value, flags), c.bytes);
+            EXPECT_EQ(serialised(*readBack(c.value.typeId(), c.bytes, flags), 0), c.bytes);
+        }
     }
+    MurmurHash3 h, expected;
+    withHole.hash(h);
+    expected.append(uint64_t(4));
+    for (const char* key : {"B", "a"}) {
+        expected.append(std::string(key));
+        expected.append(int32_t(*key == 'a' ? 9 : 7));
+    }
+    expected.append(std::string("ab"));
+    expected.append(0.5);
+    EXPECT_EQ(h, expected);
 
     // Written at an offset inside a larger archive; refused when the room is short.
     const std::string bytes = cases[1].bytes;
-    Archive big(bytes.size() + 5, 0);
+    Archive big(bytes.size() + 5, 0), small(bytes.size() - 1, 0);
     big.position = 5;
     EXPECT_TRUE(sample().serialise(big));
     EXPECT_EQ(bytesOf(big).substr(5), bytes);
-    Archive small(bytes.size() - 1, 0);
     EXPECT_FALSE(sample().serialise(small));
     EXPECT_EQ(small.position, 0u);
 }
 
-TEST_F(MapTest, SharingAndCloningOfEachAddOperation) {
+TEST_F(MapTest, AddOperationsShareOrClone) {
     MapMetadata m;
     auto v = intProbe(1);
     IntProbe raw(2);
@@ -71,11 +87,7 @@ TEST_F(MapTest, SharingAndCloningOfEachAddOperation) {
     m.addEntry("const", std::shared_ptr<const Metadata>(v));
     m.addEntry("raw", &raw);
     static_cast<IntProbe&>(*v).value = 5;
-    EXPECT_EQ(m.getEntry("shared"), v);
-    EXPECT_EQ(m.getEntry("inserted"), v);
-    EXPECT_EQ(intOf(m.getEntry("deep")), 1);
-    EXPECT_EQ(intOf(m.getEntry("const")), 1);
-    EXPECT_EQ(intOf(m.getEntry("raw")), 2);
+    EXPECT_EQ(contents(m), "const=1 deep=1 inserted=5 raw=2 shared=5 ");
 
     // A deep copy onto a value of the same type keeps the held object; another type replaces it.
     auto held = m.getEntry("deep");
@@ -89,15 +101,12 @@ TEST_F(MapTest, SharingAndCloningOfEachAddOperation) {
     m.addEntry("none", std::shared_ptr<Metadata>(), true);
     m.insertEntry("none", nullptr);
     m.addEntry("none", static_cast<Metadata*>(nullptr));
-    EXPECT_FALSE(m.hasKey("none"));
     m.addEmptyEntry("shared");
-    EXPECT_TRUE(m.hasKey("shared"));
-    EXPECT_FALSE(m.getEntry("shared"));
     m.eraseEntry("absent");
-    EXPECT_EQ(m.getKeys(), (Keys{"const", "deep", "inserted", "raw", "shared"}));
+    EXPECT_EQ(contents(m), "const=1 deep=? inserted=5 raw=2 shared=- ");
 }
 
-TEST_F(MapTest, CopyConstructionAndSynchronisingCopy) {
+TEST_F(MapTest, CopyClonesAndAssignmentSynchronises) {
     MapMetadata source;
     source.insertEntry("same", intProbe(1));
     source.insertEntry("retyped", doubleProbe(2));
@@ -105,42 +114,23 @@ TEST_F(MapTest, CopyConstructionAndSynchronisingCopy) {
     source.addEmptyEntry("hole");
     source.addEmptyEntry("hole2");
     const MapMetadata built(source);
-    EXPECT_EQ(built.getKeys(), (Keys{"new", "retyped", "same"}));
+    EXPECT_EQ(contents(built), "new=3 retyped=? same=1 ");
     EXPECT_NE(built.getEntry("same"), source.getEntry("same"));
 
     MapMetadata target;
-    target.insertEntry("same", intProbe(10));
-    target.insertEntry("retyped", intProbe(20));
-    target.insertEntry("hole", intProbe(30));
-    target.insertEntry("gone", intProbe(40));
+    for (const char* key : {"same", "retyped", "hole", "gone"})
+        target.insertEntry(key, intProbe(0));
     auto same = target.getEntry("same");
     auto hole = target.getEntry("hole");
     target = source;
-    EXPECT_EQ(target.getKeys(), (Keys{"hole", "new", "retyped", "same"}));
+    // Same type: the held object takes the value; no value in the source: left as it was.
+    EXPECT_EQ(contents(target), "hole=0 new=3 retyped=? same=1 ");
     EXPECT_EQ(target.getEntry("same"), same);
-    EXPECT_EQ(intOf(same), 1);
-    EXPECT_EQ(target.getEntry("retyped")->typeId(), 902u);
-    EXPECT_EQ(target.getEntry("hole"), hole);  // the source has no value: left as it was
+    EXPECT_EQ(target.getEntry("hole"), hole);
     EXPECT_NE(target.getEntry("new"), source.getEntry("new"));
     target.copy(nullptr);
     target.copy(&target);
     EXPECT_EQ(target.size(), 4u);
-}
-
-TEST_F(MapTest, HashCountsEmptyEntriesOnlyInTheCount) {
-    MapMetadata m;
-    m.insertEntry("b", intProbe(2));
-    m.insertEntry("a", doubleProbe(1.5));
-    m.addEmptyEntry("c");
-    MurmurHash3 expected;
-    expected.append(uint64_t(3));
-    expected.append(std::string("a"));
-    expected.append(1.5);
-    expected.append(std::string("b"));
-    expected.append(int32_t(2));
-    MurmurHash3 h;
-    m.hash(h);
-    EXPECT_EQ(h, expected);
 }
 
 TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
@@ -151,10 +141,9 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
     m.insertEntry("ab", doubleProbe(0));
     const auto a = m.getEntry("a");
     const auto ab = m.getEntry("ab");
+    Archive archive;
     for (uint64_t flags : {0u, 4u}) {
-        Archive archive;
-        loadBytes(archive, bytes);
-        archive.flags = flags;
+        loadBytes(archive, bytes, flags);
         const int before = IntProbe::created + DoubleProbe::created;
         EXPECT_TRUE(m.deserialise(archive));
         EXPECT_EQ(IntProbe::created + DoubleProbe::created, before);
@@ -164,11 +153,9 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
     // A held value of another type gives way to the stored type; an empty entry stays empty.
     m.insertEntry("a", doubleProbe(0));
     m.addEmptyEntry("B");
-    Archive archive;
     loadBytes(archive, bytes);
     EXPECT_TRUE(m.deserialise(archive));
-    EXPECT_EQ(intOf(m.getEntry("a")), 9);
-    EXPECT_FALSE(m.getEntry("B"));
+    EXPECT_EQ(contents(m), "B=- a=9 ab=? ");
     EXPECT_EQ(m.getEntry("ab"), ab);
 
     // One key more or one less: every value is new.
@@ -182,22 +169,20 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
         }
         loadBytes(archive, bytes);
         EXPECT_TRUE(other.deserialise(archive));
-        EXPECT_EQ(other.getKeys(), (Keys{"B", "a", "ab"}));
+        EXPECT_EQ(contents(other), "B=7 a=9 ab=? ");
         EXPECT_NE(other.getEntry("a"), a);
         EXPECT_NE(other.getEntry("ab"), ab);
     }
 }
 
-TEST_F(MapTest, UnknownTypeAndWrongTypeId) {
+TEST_F(MapTest, UnknownTypeWrongTypeIdAndCutInput) {
     std::string bytes = serialised(sample(), 0);
     bytes[20 + 3 * 24 + 4] = char(0x77);  // "B" now has type id 0x0377, which nobody registered
     for (uint64_t flags : {0u, 4u}) {
         bool ok = false;
         auto m = std::static_pointer_cast<MapMetadata>(readBack(1, bytes, flags, &ok));
         EXPECT_TRUE(ok);
-        EXPECT_TRUE(m->hasKey("B"));
-        EXPECT_FALSE(m->getEntry("B"));
-        EXPECT_EQ(intOf(m->getEntry("a")), 9);
+        EXPECT_EQ(contents(*m), "B=- a=9 ab=? ");
     }
     Archive a;
     loadBytes(a, Bytes().u32(0).u32(2).u64(0).u64(0).b);
@@ -206,56 +191,15 @@ TEST_F(MapTest, UnknownTypeAndWrongTypeId) {
     EXPECT_FALSE(m.deserialise(a));
     EXPECT_EQ(a.position, 4u);
     EXPECT_EQ(m.size(), 3u);
-    // An absurd entry count is refused before anything is allocated for it.
-    bool ok = true;
-    readBack(1, Bytes().u32(1).u64(uint64_t(1) << 60).u64(0).b, 0, &ok);
-    EXPECT_FALSE(ok);
-}
 
-TEST_F(MapTest, NestedBagIsIdenticalSequentialAndParallel) {
-    MapMetadata joint;
-    joint.insertEntry("weight", std::make_shared<MetadataImpl<double>>(0.5));
-    joint.insertEntry("name", std::make_shared<MetadataImpl<std::string>>("knee"));
-    ArrayMetadata list;
-    list.push_back(joint.clone());
-    list.push_back(std::make_shared<TypedArrayMetadata<double>>(std::vector<double>{1, 2, 3}));
-    MapMetadata bag;
-    bag.insertEntry("joints", list.clone());
-    bag.insertEntry("", joint.clone());
-    for (int i = 0; i < 200; ++i) {
-        bag.insertEntry("samples" + std::to_string(i),
-                        std::make_shared<TypedArrayMetadata<double>>(std::vector<double>(i, i)));
-    }
-    MurmurHash3 expected;
-    bag.hash(expected);
-    const std::string seq = serialised(bag, 0);
-    EXPECT_EQ(serialised(bag, 4), seq);
-    for (uint64_t flags : {0u, 4u}) {
-        auto back = std::static_pointer_cast<MapMetadata>(readBack(1, seq, flags));
-        MurmurHash3 h;
-        back->hash(h);
-        EXPECT_EQ(h, expected);
-        EXPECT_EQ(serialised(*back, 0), seq);
-    }
-}
-
-TEST_F(MapTest, DamagedInputNeverReadsOutsideTheBuffer) {
-    MapMetadata m = sample();
-    m.insertEntry("nested", sample().clone());
-    const std::string bytes = serialised(m, 0);
-    sweepDamaged(1, bytes, 0);
     // A table cut short changes nothing; a cut value area keeps the keys and the whole values.
-    const size_t tableEnd = 20 + 4 * 24 + 10;
+    const size_t tableEnd = 20 + 3 * 24 + 4;
     for (size_t n : {tableEnd - 1, tableEnd + 8}) {
-        Archive a;
-        loadBytes(a, bytes.substr(0, n));
+        loadBytes(a, serialised(sample(), 0).substr(0, n));
         MapMetadata back;
         back.insertEntry("old", intProbe(1));
         EXPECT_FALSE(back.deserialise(a));
-        EXPECT_EQ(back.size(), n < tableEnd ? 1u : 4u);
-        if (n > tableEnd) {
-            EXPECT_EQ(intOf(back.getEntry("B")), 7);
-        }
+        EXPECT_EQ(contents(back), n < tableEnd ? "old=1 " : "B=7 a=- ab=- ");
     }
 }
 
