@@ -1,4 +1,5 @@
-// The registry: unknown types, first registration of a name wins, the last of an id owns it.
+// The registry: unknown types, first registration of a name wins, the last of an id owns it,
+// deregistration keeps the id's name.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -35,6 +36,15 @@ TEST(FactoryTest, UnknownIdsAndNameAndIdOwnership) {
     EXPECT_EQ(factory.createMetadata(9001u)->typeId(), 3u);
     factory.deregisterMetadata("FactoryTestAMetadata");
     factory.deregisterMetadata("FactoryTestBMetadata");
+    EXPECT_EQ(factory.createMetadata(9001u), nullptr);
+
+    // Deregistering keeps the id's name: the name still answers while creation fails.
+    factory.deregisterMetadata("IntMetadata");
+    EXPECT_FALSE(factory.isRegistered("IntMetadata"));
+    EXPECT_EQ(factory.createMetadata(3u), nullptr);
+    EXPECT_EQ(factory.getMetadataName(3), "IntMetadata");
+    factory.registerMetadata("IntMetadata", 3, &MetadataImpl<int>::creator);
+    EXPECT_EQ(factory.createMetadata(3u)->typeId(), 3u);
 }
 
 }  // namespace
