@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "core/Init.h"
+#include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ValueSamples.h"
 
 namespace {
@@ -106,3 +107,36 @@ TEST(ScalarCompareTest, ToleranceAndOrderRules) {
 }
 
 }  // namespace
+
+namespace {
+
+template <class M>
+std::string textOf(const M& m) {
+    std::stringstream s;
+    m.toString(s);
+    return s.str();
+}
+
+}  // namespace
+
+TEST(ScalarTextTest, SeparatorsAndComponentOrder) {
+    using ZeltoCore::MetadataImpl;
+    using ZeltoCore::TypedArrayMetadata;
+    EXPECT_EQ(textOf(MetadataImpl<bool>(true)), "1");
+    EXPECT_EQ(textOf(MetadataImpl<char>('k')), "k");
+    EXPECT_EQ(textOf(MetadataImpl<Imath::V3d>(Imath::V3d(1, 2, 3))), "(1, 2, 3)");
+    EXPECT_EQ(textOf(MetadataImpl<Imath::Quatd>()), "(1, 0, 0, 0)");  // scalar part first
+    EXPECT_EQ(textOf(MetadataImpl<Imath::Quatf>(Imath::Quatf(4, 1, 2, 3))), "(4, 1, 2, 3)");
+    EXPECT_EQ(textOf(MetadataImpl<Imath::Eulerd>()), "(0, 0, 0, XYZ)");
+    EXPECT_EQ(textOf(MetadataImpl<Imath::Eulerd>(Imath::Eulerd(1, 2, 3, Imath::Eulerd::ZXY))),
+              "(1, 2, 3, ZXY)");
+    EXPECT_EQ(textOf(MetadataImpl<Imath::Box2d>(Imath::Box2d(Imath::V2d(0), Imath::V2d(1)))),
+              "min: (0, 0) max: (1, 1)");
+    EXPECT_EQ(textOf(MetadataImpl<ZeltoCore::MurmurHash3>()), std::string(32, '0'));
+    EXPECT_EQ(textOf(MetadataImpl<ZeltoUtils::Image>()), "");
+    EXPECT_EQ(textOf(TypedArrayMetadata<bool>(std::vector<bool>{true, false})), "(1, 0)");
+    EXPECT_EQ(textOf(TypedArrayMetadata<std::string>(std::vector<std::string>{"a", "b"})),
+              "(a, b)");
+    EXPECT_EQ(textOf(TypedArrayMetadata<double>()), "()");
+    EXPECT_EQ(textOf(TypedArrayMetadata<ZeltoUtils::Curve>(std::vector<ZeltoUtils::Curve>(1))), "");
+}
