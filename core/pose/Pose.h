@@ -21,8 +21,8 @@
 #include <vector>
 
 #include "core/archive/Archive.h"
+#include "core/math/JointPose.h"
 #include "core/metadata/MapMetadata.h"
-#include "core/pose/JointPose.h"
 #include "utils/Export.h"
 
 namespace ZeltoCore {

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "core/pose/JointPose.h"
+#include "core/math/JointPose.h"
 #include "utils/Export.h"
 
 namespace ZeltoCore {

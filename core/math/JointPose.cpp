@@ -1,4 +1,4 @@
-#include "core/pose/JointPose.h"
+#include "core/math/JointPose.h"
 
 #include <cstring>
 
