@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # One entry point for a fresh Debian 12 machine (run as root):
 #   scripts/run.sh demo   install what is missing, build, run `zelto demo`
-#   scripts/run.sh test   install what is missing, then build and test twice: an optimised
-#                         warnings-as-errors build, and an AddressSanitizer + UBSan build
+#   scripts/run.sh test   install what is missing, check formatting, then build and test: an
+#                         optimised warnings-as-errors build, an AddressSanitizer + UBSan build,
+#                         a ThreadSanitizer build of the threaded tests, and a short fuzz run
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake ninja-build pkg-config ccache libimath-dev libzstd-dev liblz4-dev libtbb-dev
-          libgtest-dev libbenchmark-dev libcli11-dev clang-format)
+          libgtest-dev libbenchmark-dev libcli11-dev clang-format clang libclang-rt-14-dev)
 
 install_missing() {
     local missing=()
@@ -24,6 +25,8 @@ install_missing() {
 }
 
 jobs=$(nproc)
+# The test programs that run threads: parallel containers, the logger and parallel_for.
+tsan_tests=(test_utils test_metadata)
 
 configure() {  # dir, extra cmake args...
     local dir=$1
@@ -55,6 +58,15 @@ test)
         -DZELTO_BUILD_BENCH=OFF -DZELTO_BUILD_TOOLS=OFF
     cmake --build build/asan -j "$jobs"
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build/asan
+    echo "== ThreadSanitizer build (parallel_for on std::thread, which TSan sees through)"
+    configure build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELTO_TSAN=ON \
+        -DZELTO_PARALLEL_STD_THREAD=ON -DZELTO_BUILD_BENCH=OFF -DZELTO_BUILD_TOOLS=OFF
+    cmake --build build/tsan -j "$jobs" --target "${tsan_tests[@]}"
+    for t in "${tsan_tests[@]}"; do
+        TSAN_OPTIONS=halt_on_error=1 "$(find build/tsan/tests -name "$t" -type f)" --gtest_brief=1
+    done
+    echo "== fuzzing, a short run of every program"
+    scripts/fuzz.sh 10
     ;;
 *)
     echo "usage: $0 demo|test" >&2

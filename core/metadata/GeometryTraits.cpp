@@ -41,6 +41,7 @@ size_t imageSampleBytes(const Image& i) {
 // Bytes of w * h * c samples of `each` bytes, or max() when they exceed `limit`.
 uint64_t sampleBytesWithin(uint32_t w, uint32_t h, uint32_t c, uint64_t each, uint64_t limit) {
     const uint64_t tooMany = std::numeric_limits<uint64_t>::max();
+    if (!w || !h || !c || !each) return 0;  // an empty image fits anywhere
     uint64_t n = w;
     for (uint64_t f : {uint64_t(h), uint64_t(c), each}) {
         if (f && n > limit / f) return tooMany;
