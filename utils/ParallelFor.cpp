@@ -36,9 +36,11 @@ static void runOnThreads(const ParallelForRange& range,
     };
     std::vector<std::thread> threads;
     threads.reserve(workers - 1);
-    for (uint32_t k = 1; k < workers; ++k) threads.emplace_back(run, k);
+    for (uint32_t k = 1; k < workers; ++k)
+        threads.emplace_back(run, k);
     run(0);
-    for (std::thread& t : threads) t.join();
+    for (std::thread& t : threads)
+        t.join();
     if (error) std::rethrow_exception(error);
 }
 #endif
