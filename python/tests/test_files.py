@@ -1,0 +1,108 @@
+"""Archive files, keyed loads, bytes and base64, and damaged input."""
+import os
+import random
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+
+import zelto
+
+
+@pytest.mark.parametrize("compress", [False, True])
+@pytest.mark.parametrize("parallel", [False, True])
+def test_file_round_trip(tmp_path, bag, compress, parallel):
+    path = str(tmp_path / "bag.zelto")
+    zelto.save(path, bag, compress=compress, parallel=parallel)
+    assert zelto.load(path) == bag
+    some = zelto.load_keys(path, ["curve", "character", "absent"])
+    assert some.keys() == ["character", "curve"]
+    assert some["curve"] == bag["curve"] and some["character"] == bag["character"]
+
+
+def test_keyed_load_of_an_array_and_plain_values(tmp_path):
+    path = str(tmp_path / "list.zelto")
+    zelto.save(path, zelto.ArrayMetadata(["a", "b", "c"]))
+    assert zelto.load_keys(path, [2, 0]).value == ["c", "a"]
+    big = zelto.create("DoubleArrayMetadata", np.linspace(0, 1, 10_000))
+    zelto.save(path, big, compress=True)
+    assert np.array_equal(np.asarray(zelto.load(path)), np.asarray(big))
+    assert os.path.getsize(path) < big.memSize()
+
+
+def test_environment_variables_expand_in_paths(tmp_path, monkeypatch):
+    monkeypatch.setenv("ZELTO_PY_DIR", str(tmp_path))
+    zelto.save("$ZELTO_PY_DIR/v.zelto", zelto.create("IntMetadata", 7))
+    assert zelto.load(str(tmp_path / "v.zelto")).value == 7
+
+
+def test_missing_and_unwritable_files_raise(tmp_path):
+    with pytest.raises(zelto.ZeltoError, match="cannot read archive file"):
+        zelto.load(str(tmp_path / "missing.zelto"))
+    with pytest.raises(zelto.ZeltoError):
+        zelto.save(str(tmp_path / "no" / "dir" / "x.zelto"), zelto.create("IntMetadata", 1))
+    with pytest.raises(ValueError):  # ZeltoError is a ValueError
+        zelto.load_keys(str(tmp_path / "missing.zelto"), ["a"])
+
+
+@pytest.mark.parametrize("compress", [False, True])
+def test_damaged_files_raise_and_never_crash(tmp_path, bag, compress):
+    path = str(tmp_path / "bag.zelto")
+    zelto.save(path, bag, compress=compress)
+    good = open(path, "rb").read()
+    rng = random.Random(15)
+    damaged = [good[:n] for n in range(0, len(good), 7)]
+    for _ in range(60):
+        b = bytearray(good)
+        for _ in range(rng.randint(1, 4)):
+            b[rng.randrange(len(b))] = rng.randrange(256)
+        damaged.append(bytes(b))
+    raised = 0
+    for data in damaged:
+        with open(path, "wb") as f:
+            f.write(data)
+        for read in (lambda: zelto.load(path), lambda: zelto.load_keys(path, ["curve", "joints"])):
+            try:
+                read()
+            except zelto.ZeltoError:
+                raised += 1
+    assert raised >= len(good) // 7  # every truncation at least
+
+
+def test_damaged_bytes_and_text_raise(bag):
+    data = zelto.dumps(bag)
+    for n in (0, 3, 4, 20, len(data) - 1):
+        with pytest.raises(zelto.ZeltoError):
+            zelto.loads(data[:n])
+    with pytest.raises(zelto.ZeltoError):
+        zelto.decode_base64("")
+    with pytest.raises(zelto.ZeltoError):
+        zelto.loads(b"\xff\xff\xff\xff" + data[4:])  # unknown type id
+
+
+def test_compressed_bytes_need_the_same_flag(bag):
+    data = zelto.dumps(bag, compress=True)
+    assert zelto.loads(data, compress=True) == bag
+    assert zelto.loads(zelto.dumps(bag, parallel=True), parallel=True) == bag
+
+
+def test_a_crash_would_show_in_a_child_interpreter(tmp_path):
+    # The damaged-file sweep again, in a separate interpreter that must exit normally.
+    code = ("import zelto\n"
+            "p = r'%s'\n"
+            "open(p, 'wb').write(b'ZELTO' + bytes(range(256)) * 3)\n"
+            "try:\n    zelto.load(p)\nexcept zelto.ZeltoError as e:\n    print('raised', e)\n"
+            % (tmp_path / "junk.zelto"))
+    out = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=60)
+    assert out.returncode == 0 and "raised" in out.stdout
+
+
+@pytest.mark.skipif(not os.environ.get("ZELTO_TOOL"), reason="the zelto tool is not built")
+def test_files_written_by_the_tool_read_back(tmp_path):
+    source = tmp_path / "in.zelto"
+    zelto.save(str(source), zelto.MapMetadata({"a": 1.5, "b": "text"}), compress=False)
+    text = tmp_path / "in.b64"
+    subprocess.run([os.environ["ZELTO_TOOL"], "base64", "encode", "--compress", str(source), str(text)],
+                   check=True, capture_output=True)
+    assert zelto.decode_base64(text.read_text().strip()).value == {"a": 1.5, "b": "text"}

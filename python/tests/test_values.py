@@ -1,0 +1,104 @@
+"""Every registered value type through its natural Python value and back."""
+import math
+
+import pytest
+
+import zelto
+from conftest import IMAGE_FLOATS, sample
+
+
+def value_types():
+    return [(i, n) for i, n in zelto.registered_types() if sample(n) is not None]
+
+
+def expected(name, value):
+    # Samples are derived from the curve: compare the stored parts only.
+    if "SampledCurve" in name:
+        strip = lambda v: {k: v[k] for k in ("cvs", "knots", "degree", "sampleCount")}
+        return [strip(v) for v in value] if isinstance(value, list) else strip(value)
+    return value
+
+
+def test_every_registered_type_has_a_sample_and_python_value():
+    names = {n for _, n in zelto.registered_types()}
+    assert {"MapMetadata", "ArrayMetadata", "DoubleMetadata", "Vector3ArrayMetadata"} <= names
+    for type_id, name in value_types():
+        v = zelto.create(name)
+        assert (v.typeId(), v.typeStr()) == (type_id, name)
+        v.value  # every type has a natural value, even its default
+
+
+@pytest.mark.parametrize("type_id,name", value_types())
+def test_round_trip_by_name_and_id(type_id, name):
+    natural = sample(name)
+    by_name = zelto.create(name, natural)
+    by_id = zelto.create(type_id, natural)
+    assert by_name == by_id
+    got = by_name.value
+    if "SampledCurve" in name:
+        got = expected(name, got)
+    assert got == expected(name, natural)
+    # Through archive bytes, base64 text and a clone: the same value comes back.
+    assert zelto.loads(zelto.dumps(by_name)) == by_name
+    assert zelto.decode_base64(zelto.encode_base64(by_name, compress=True)) == by_name
+    assert by_name.clone() == by_name and by_name.clone() is not by_name
+    assert by_name.memSize() == len(zelto.dumps(by_name))
+
+
+def test_sampled_curve_samples_are_evaluated():
+    v = zelto.create("SampledCurveMetadata", {"cvs": [(0, 0, 0), (1, 1, 0), (2, 0, 0), (3, 1, 0)], "sampleCount": 4})
+    samples = v.value["samples"]
+    assert len(samples) == 4 and samples[0] == (0.0, 0.0, 0.0) and samples[-1] == (3.0, 1.0, 0.0)
+
+
+def test_float_image_and_byte_image():
+    assert zelto.create("ImageMetadata", IMAGE_FLOATS).value == IMAGE_FLOATS
+    with pytest.raises(ValueError):
+        zelto.create("ImageMetadata", dict(IMAGE_FLOATS, samples=[1.0]))
+
+
+def test_strings_keep_any_bytes():
+    raw = b"\xff\x00name\xc3"
+    v = zelto.create("StringMetadata", raw)
+    assert v.value.encode("utf-8", "surrogateescape") == raw
+    assert zelto.loads(zelto.dumps(v)).value == v.value
+    assert zelto.create("StringMetadata", v.value) == v
+
+
+@pytest.mark.parametrize("name,bad,error", [
+    ("UCharMetadata", 256, OverflowError), ("CharMetadata", -129, OverflowError),
+    ("UInt64Metadata", -1, OverflowError), ("Int64Metadata", 2**63, OverflowError),
+    ("IntMetadata", 1.5, TypeError), ("Vector3Metadata", (1, 2), ValueError),
+    ("MatrixMetadata", [[1, 2, 3, 4]], ValueError), ("DoubleMetadata", "x", TypeError),
+    ("StringMetadata", 3, TypeError), ("CurveMetadata", [1], TypeError),
+])
+def test_bad_values_raise(name, bad, error):
+    with pytest.raises(error):
+        zelto.create(name, bad)
+
+
+def test_unknown_types_raise_zelto_error():
+    for bad in ("NoSuchMetadata", 9999):
+        with pytest.raises(zelto.ZeltoError) as info:
+            zelto.create(bad)
+        assert isinstance(info.value, ValueError)
+
+
+@pytest.mark.parametrize("python,name", [
+    (True, "BoolMetadata"), (3, "IntMetadata"), (2**40, "Int64Metadata"), (0.5, "DoubleMetadata"),
+    ("s", "StringMetadata"), (b"s", "StringMetadata"), ((1.0, 2.0), "Vector2Metadata"),
+    ((1, 2, 3), "Vector3Metadata"), ((1, 2, 3, 4), "Vector4Metadata"), ({"a": 1}, "MapMetadata"),
+    ([1, "a"], "ArrayMetadata"),
+])
+def test_to_metadata_picks_the_natural_type(python, name):
+    assert zelto.to_metadata(python).typeStr() == name
+
+
+def test_comparisons_and_hashes():
+    a, b = zelto.create("DoubleMetadata", 1.0), zelto.create("DoubleMetadata", 1.0 + 1e-9)
+    assert a != b and a.isEqual(b, 1e-6) and not a.isEqual(b)
+    assert a.hash() == zelto.create("DoubleMetadata", 1.0).hash() != b.hash()
+    assert zelto.create("FloatMetadata", 1.0) != a  # another type
+    nan = zelto.create("DoubleMetadata", math.nan)
+    assert nan == nan.clone()  # the same bytes
+    assert repr(zelto.create("Vector3Metadata", (1, 2, 3))) == "<zelto.Vector3Metadata (1, 2, 3)>"
