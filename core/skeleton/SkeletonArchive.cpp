@@ -179,6 +179,7 @@ Archive& operator>>(Archive& archive, Skeleton& skeleton) {
     PlainContainers plain(archive);
     Skeleton read(0);
     if (!archive.failed() && readSkeleton(archive, read)) {
+        read.lods().swap(skeleton.lods());  // not part of the stream: the target keeps its own
         skeleton.swap(read);
     } else {
         archive.setFailed();

@@ -7,7 +7,8 @@
 // count (u16) and ik, root, tip per foot; pelvis count (u16, at least 1: joint 0 stands in
 // when none is registered) and ids; root id (u16). Skeleton::memSize() is its exact length.
 // Derived data is not stored; the reader rebuilds the name map, IK data and detached joints.
-// Lods are not stored. Maps are always written and read in their plain layout.
+// Lods are not stored (a read keeps the target's own). Maps are always written and read in their
+// plain layout.
 //
 //   Archive a(skeleton.memSize(), 0); a << skeleton;
 //   a.reset(); Skeleton copy; a >> copy; if (a.failed()) ...
