@@ -111,6 +111,7 @@ int Skeleton::jointId(const std::string& name) const {
 
 void Skeleton::buildJointNameMap() {
     m_jointNameMap.clear();
+    m_jointNameMap.reserve(m_numJoints);
     for (unsigned i = 0; i < m_numJoints; ++i)
         m_jointNameMap[m_joints[i].name()] = int(i);
 }

@@ -8,6 +8,7 @@
 
 #include "core/archive/ArchiveOperators.h"
 #include "core/math/JointPose.h"
+#include "core/metadata/internal/ContainerIO.h"
 
 namespace ZeltoCore {
 
@@ -21,19 +22,9 @@ constexpr size_t kMinMetadataEntry = 2 + 20;
 
 // The skeleton's maps are part of its own fixed layout: plain, whatever the archive asks of
 // free-standing containers.
-class PlainContainers {
-public:
-    explicit PlainContainers(Archive& archive) : m_archive(archive), m_saved(archive.flags) {
-        archive.flags &= ~Archive::kCompressedContainers;
-    }
-    ~PlainContainers() { m_archive.flags = m_saved; }
-    PlainContainers(const PlainContainers&) = delete;
-    PlainContainers& operator=(const PlainContainers&) = delete;
-
-private:
-    Archive& m_archive;
-    uint64_t m_saved;
-};
+uint64_t plainFlags(const Archive& archive) {
+    return archive.flags & ~Archive::kCompressedContainers;
+}
 
 // True when following parent ids from some joint comes back to it. Each joint is settled once.
 bool hasCycle(const std::vector<uint16_t>& parents) {
@@ -146,7 +137,7 @@ Archive& operator<<(Archive& archive, const Skeleton& skeleton) {
         archive.setFailed();
         return archive;
     }
-    PlainContainers plain(archive);
+    internal::ScopedFlags plain(archive, plainFlags(archive));
     const uint16_t n = skeleton.numJoints();
     archive << n;
     for (uint16_t i = 0; i < n; ++i) {
@@ -176,7 +167,7 @@ Archive& operator<<(Archive& archive, const Skeleton& skeleton) {
 
 Archive& operator>>(Archive& archive, Skeleton& skeleton) {
     const uint64_t start = archive.position;
-    PlainContainers plain(archive);
+    internal::ScopedFlags plain(archive, plainFlags(archive));
     Skeleton read(0);
     if (!archive.failed() && readSkeleton(archive, read)) {
         read.lods().swap(skeleton.lods());  // not part of the stream: the target keeps its own

@@ -174,6 +174,14 @@ TEST(SkeletonArchive, RoundTripAnswersLikeTheSource) {
     EXPECT_TRUE(plainBack.isPelvis(0) && plainBack.numPelvisChains(0) == 1);
     EXPECT_TRUE(log.warnings.empty());
 
+    // The maps inside keep their plain layout when the archive asks containers to compress.
+    Archive flagged(source.memSize(), Archive::kCompressedContainers);
+    flagged << source;
+    EXPECT_EQ(Bytes(flagged.data, flagged.data + flagged.position), written(source));
+    flagged.reset();
+    flagged >> back;
+    EXPECT_TRUE(!flagged.failed() && flagged.flags == Archive::kCompressedContainers);
+
     Archive small(source.memSize() - 1, 0);
     small << source;
     EXPECT_TRUE(small.failed() && small.position == 0);
