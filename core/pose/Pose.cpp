@@ -1,5 +1,6 @@
 #include "core/pose/Pose.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -52,6 +53,30 @@ Pose& Pose::operator=(const Pose& other) {
     m_poseMetadata = other.m_poseMetadata;
     m_direction = other.m_direction;
     return *this;
+}
+
+Pose::Pose(Pose&& other) noexcept {
+    swap(other);
+}
+
+Pose& Pose::operator=(Pose&& other) noexcept {
+    const bool fullCopy = std::all_of(other.m_activeJoints.begin(), other.m_activeJoints.end(),
+                                      [](short flag) { return flag != 0; });
+    if (fullCopy) {
+        swap(other);
+    } else {
+        *this = static_cast<const Pose&>(other);
+    }
+    return *this;
+}
+
+void Pose::swap(Pose& other) noexcept {
+    m_jointPoses.swap(other.m_jointPoses);
+    m_poseMetadata.data().swap(other.m_poseMetadata.data());
+    m_jointsMetadata.swap(other.m_jointsMetadata);
+    std::swap(m_direction, other.m_direction);
+    m_activeJoints.swap(other.m_activeJoints);
+    std::swap(m_inParentSpace, other.m_inParentSpace);
 }
 
 void Pose::setNumberJoints(unsigned short n) {
@@ -168,17 +193,23 @@ Archive& operator<<(Archive& archive, const Pose& pose) {
     return archive;
 }
 
-Archive& operator>>(Archive& archive, Pose& pose) {
-    pose.m_jointPoses.clear();
-    pose.m_jointsMetadata.clear();
-    pose.m_poseMetadata.clear();
+Archive& operator>>(Archive& archive, Pose& target) {
+    // Read into a fresh pose and take it only when the whole stream was good, so a damaged
+    // stream never costs the caller the pose it held.
+    const bool wasFailed = archive.failed();
+    Pose pose;
+    Pose::read(archive, pose);
+    if (wasFailed || !archive.failed()) target.swap(pose);
+    return archive;
+}
 
+void Pose::read(Archive& archive, Pose& pose) {
     uint16_t count = 0;
-    if (!archive.read(&count, sizeof(count))) return archive;
+    if (!archive.read(&count, sizeof(count))) return;
     // The joint poses must be there before any are allocated.
     if (archive.remaining() < JointPose::memSize() * count) {
         archive.setFailed();
-        return archive;
+        return;
     }
     pose.m_jointPoses.resize(count);
     pose.resetActiveJoints();
@@ -187,17 +218,17 @@ Archive& operator>>(Archive& archive, Pose& pose) {
 
     if (!pose.m_poseMetadata.deserialise(archive)) {
         archive.setFailed();
-        return archive;
+        return;
     }
     // Each entry takes at least its id and an empty map's 20 bytes.
     uint64_t entries = 0;
-    if (!archive.readCount(entries, 2 + 20)) return archive;
+    if (!archive.readCount(entries, 2 + 20)) return;
     for (uint64_t e = 0; e < entries; ++e) {
         uint16_t id = 0;
-        if (!archive.read(&id, sizeof(id))) return archive;
+        if (!archive.read(&id, sizeof(id))) return;
         if (!pose.m_jointsMetadata[id].deserialise(archive)) {
             archive.setFailed();
-            return archive;
+            return;
         }
     }
 
@@ -210,7 +241,6 @@ Archive& operator>>(Archive& archive, Pose& pose) {
     } else {
         pose.m_inParentSpace = false;
     }
-    return archive;
 }
 
 }  // namespace ZeltoCore

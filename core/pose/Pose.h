@@ -41,7 +41,13 @@ public:
     // joints active in other (non-zero flag, or beyond the flag list), all of them otherwise;
     // joint maps follow the same mask; pose map and direction are always copied.
     Pose& operator=(const Pose& other);
+    Pose(Pose&& other) noexcept;
+    // The masked assignment of the copy form; when every joint of `other` is active (a full copy)
+    // its storage is taken instead of copied.
+    Pose& operator=(Pose&& other) noexcept;
     ~Pose() = default;
+    // Exchanges the whole content, flags and space included.
+    void swap(Pose& other) noexcept;
 
     unsigned short numJoints() const { return static_cast<unsigned short>(m_jointPoses.size()); }
     // n identity joint poses, all active.
@@ -108,6 +114,8 @@ public:
     friend ZELTO_API Archive& operator>>(Archive& archive, Pose& pose);
 
 private:
+    static void read(Archive& archive, Pose& pose);
+
     std::vector<JointPose> m_jointPoses;
     MapMetadata m_poseMetadata;
     // Mutable: the const accessor inserts an empty entry for a joint without one.
@@ -121,7 +129,8 @@ private:
 // and the archive is marked failed.
 ZELTO_API Archive& operator<<(Archive& archive, const Pose& pose);
 // Replaces the pose by what it reads. Archives before version 4 carry no space flag: local space.
-// A truncated or damaged stream marks the archive failed (see Archive::failed()).
+// A truncated or damaged stream marks the archive failed (see Archive::failed()) and leaves the
+// pose as it was.
 ZELTO_API Archive& operator>>(Archive& archive, Pose& pose);
 
 }  // namespace ZeltoCore

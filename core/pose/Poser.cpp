@@ -2,6 +2,7 @@
 
 #include "core/math/Transform.h"
 #include "core/skeleton/Skeleton.h"
+#include "core/skeleton/internal/Ancestors.h"
 
 namespace ZeltoCore {
 
@@ -86,12 +87,12 @@ M44d Poser::getWorldMatrix(const Pose& pose, unsigned int id) const {
     }
     const Joint& joint = m_skeleton->joint(static_cast<unsigned short>(id));
     M44d world = localMatrix(pose, joint, static_cast<unsigned short>(id));
-    for (const Joint* a = joint.parent(); a; a = a->parent()) {
+    detail::forEachAncestor(*m_skeleton, joint, [&](const Joint& a) {
         // Only a skeleton whose parents do not precede their children can have an ancestor the
         // pose does not cover; it contributes nothing rather than being read out of range.
-        if (a->id() >= poseJoints) continue;
-        world = world * localMatrix(pose, *a, a->id());
-    }
+        if (a.id() < poseJoints) world = world * localMatrix(pose, a, a.id());
+        return true;
+    });
     return world;
 }
 
@@ -138,12 +139,7 @@ void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44f>& out) c
 }
 
 M44d Poser::getWorldBindMatrix(unsigned int id) const {
-    if (id >= m_skeleton->numJoints()) return M44d();
-    const Joint& joint = m_skeleton->joint(static_cast<unsigned short>(id));
-    M44d world = joint.matrix();
-    for (const Joint* a = joint.parent(); a; a = a->parent())
-        world = world * a->matrix();
-    return world;
+    return detail::worldBindMatrix(*m_skeleton, id);
 }
 
 std::vector<M44d> Poser::getAllWorldBindMatrix() const {

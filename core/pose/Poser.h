@@ -4,8 +4,10 @@
 // pose transform (parent space), pose transform * bind transform (local space) or the bind
 // transform (bind-pose forms). The all-joint forms make one pass in id order and so rely on
 // parents having smaller ids than their children. Queries with an out-of-range id or a pose that
-// does not fit the skeleton give the identity or change nothing. The poser holds only a pointer
-// to the skeleton, which must outlive it; every query is const and keeps no cache.
+// does not fit the skeleton give the identity or change nothing. Walks up the parents follow only
+// links into the skeleton's own joints and stop after numJoints() steps, so hand-made cycles
+// cannot hang them. The poser holds only a pointer to the skeleton, which must outlive it; every
+// query is const and keeps no cache.
 //
 //   Poser poser(&skeleton); std::vector<Imath::M44d> world;
 //   poser.getAllWorldMatrixInPlace(pose, world);

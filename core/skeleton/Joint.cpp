@@ -16,7 +16,8 @@ bool Joint::removeChild(unsigned short index) {
 }
 
 bool Joint::isChildOf(unsigned short id) const {
-    for (const Joint* a = m_parent; a; a = a->m_parent) {
+    unsigned steps = 65535;
+    for (const Joint* a = m_parent; a && steps; a = a->m_parent, --steps) {
         if (a->m_id == id) return true;
     }
     return false;

@@ -13,6 +13,7 @@
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,8 @@ public:
     bool removeChild(unsigned short index);
     // Empties the child list; the children keep their parent pointers.
     void removeChildren() { m_children.clear(); }
-    // True when an ancestor (not the joint itself) has this id.
+    // True when an ancestor (not the joint itself) has this id. The walk stops after 65535 steps
+    // (more than any skeleton's joint count), so a cyclic chain of parents cannot hang it.
     bool isChildOf(unsigned short id) const;
 
 private:
@@ -72,5 +74,9 @@ private:
     std::string m_name;
     unsigned short m_id = 0;
 };
+
+// Text dump: name, id, bind transform, matrix, parent name and children's names, one per line;
+// the matrix and the parent share a line.
+ZELTO_API std::ostream& operator<<(std::ostream& out, const Joint& joint);
 
 }  // namespace ZeltoCore

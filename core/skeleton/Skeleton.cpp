@@ -18,16 +18,7 @@ Skeleton::Skeleton(const Skeleton& other)
       m_lods(other.m_lods),
       m_root(other.m_root) {
     allocateJoints(other.m_numJoints);
-    for (unsigned i = 0; i < m_numJoints; ++i) {
-        const Joint& source = other.m_joints[i];
-        Joint& target = m_joints[i];
-        target = source;
-        if (source.parent()) target.setParent(&m_joints[source.parent()->id()]);
-        target.removeChildren();
-        for (unsigned short c = 0; c < source.numChildren(); ++c) {
-            target.addChild(&m_joints[source.child(c)->id()]);
-        }
-    }
+    copyJoints(other);
 }
 
 Skeleton& Skeleton::operator=(const Skeleton& other) {
@@ -48,21 +39,43 @@ Skeleton& Skeleton::operator=(const Skeleton& other) {
     for (const auto& [id, metadata] : other.m_jointMetadata)
         m_jointMetadata[id] = metadata;
 
-    for (unsigned i = 0; i < m_numJoints; ++i) {
-        const Joint& source = other.m_joints[i];
-        Joint& target = m_joints[i];
-        target.setId(static_cast<unsigned short>(i));
-        target = source;
-        if (source.parent()) target.setParent(&m_joints[source.parent()->id()]);
-        target.removeChildren();
-        for (unsigned short c = 0; c < source.numChildren(); ++c) {
-            target.addChild(&m_joints[source.child(c)->id()]);
-        }
-    }
+    copyJoints(other);
     return *this;
 }
 
 Skeleton::~Skeleton() = default;
+
+void Skeleton::swap(Skeleton& other) noexcept {
+    m_joints.swap(other.m_joints);
+    m_feet.swap(other.m_feet);
+    m_jointNameMap.swap(other.m_jointNameMap);
+    m_jointMetadata.swap(other.m_jointMetadata);
+    m_pelvises.swap(other.m_pelvises);
+    m_pelvisChains.swap(other.m_pelvisChains);
+    m_detachedJoints.swap(other.m_detachedJoints);
+    m_lods.swap(other.m_lods);
+    std::swap(m_root, other.m_root);
+    std::swap(m_numJoints, other.m_numJoints);
+}
+
+void Skeleton::copyJoints(const Skeleton& other) {
+    // Links are re-made through the source joints' ids; a link whose id is outside this array
+    // (a hand-made link into another skeleton) is dropped rather than followed.
+    const unsigned n = m_numJoints;
+    for (unsigned i = 0; i < n; ++i) {
+        const Joint& source = other.m_joints[i];
+        Joint& target = m_joints[i];
+        target = source;
+        target.setParent(nullptr);
+        if (const Joint* parent = source.parent(); parent && parent->id() < n)
+            target.setParent(&m_joints[parent->id()]);
+        target.removeChildren();
+        for (unsigned short c = 0; c < source.numChildren(); ++c) {
+            const unsigned short child = source.child(c)->id();
+            if (child < n) target.addChild(&m_joints[child]);
+        }
+    }
+}
 
 void Skeleton::allocateJoints(unsigned short n) {
     m_joints.reset(n ? new Joint[n] : nullptr);
@@ -98,6 +111,7 @@ int Skeleton::jointId(const std::string& name) const {
 
 void Skeleton::buildJointNameMap() {
     m_jointNameMap.clear();
+    m_jointNameMap.reserve(m_numJoints);
     for (unsigned i = 0; i < m_numJoints; ++i)
         m_jointNameMap[m_joints[i].name()] = int(i);
 }

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -38,6 +39,8 @@ public:
     Skeleton(const Skeleton& other);
     Skeleton& operator=(const Skeleton& other);
     ~Skeleton();
+    // Exchanges the whole content; joints keep their addresses, so links stay valid.
+    void swap(Skeleton& other) noexcept;
 
     // Frees the joints and empties feet, name map, joint metadata and pelvises; root and joint
     // count become 0. Pelvis chains, detached joints and lods are kept.
@@ -95,6 +98,8 @@ public:
     const std::vector<unsigned short>& midJoints(unsigned short foot) const {
         return m_feet[foot].midJoints;
     }
+    // Parent steps from the foot's ik joint up to its root, as buildIkData counted them.
+    unsigned short numLegSegments(unsigned short foot) const { return m_feet[foot].numLegSegments; }
     bool isFootIK(unsigned short id) const;
     bool isFootRoot(unsigned short id) const;
     bool isFootTip(unsigned short id) const;
@@ -108,6 +113,23 @@ public:
     const Joint& pelvis(unsigned short index) const { return m_joints[pelvisId(index)]; }
     bool isPelvis(unsigned short id) const;
 
+    // Derives the feet's pelvis, leg and mid joints, segment count and pole vector, and the
+    // pelvis chains. Every walk is bounded by the joint count and follows only links into this
+    // skeleton's joints, so hand-made cycles end it. Choices where the derivation has no one
+    // obvious answer:
+    // - Exactly one pelvis: its list holds exactly one record, pelvis = childPelvis = its id,
+    //   no joint ids; repeated calls do not add records.
+    // - Several pelvises below one pelvis: each record holds only its own path, from the child
+    //   pelvis up to the pelvis, ascending.
+    // - A foot whose root is not an ancestor of its ik joint: the leg lists and segment count are
+    //   what the walk up from ik found (up to a joint without parent, then root); no pole vector
+    //   is taken or derived (the previous one stays) and the pole-vector warning names the root
+    //   joint by id and name, whether or not the root has metadata.
+    // Pole vectors come from a Vec3<double> under "poleVector" (else "zelto_poleVector") in the
+    // root joint's metadata, in world space, stored in the root's bind frame; otherwise from the
+    // first mid joint off the hip-ankle line. Mid joints whose metadata has "skipIk" or
+    // "zelto_skipIk" are left out of midJoints.
+    void buildIkData();
     // Pelvis chains found below pelvis `pelvisIndex`: 0 / null for out-of-range indices.
     unsigned int numPelvisChains(unsigned int pelvisIndex) const;
     PelvisChain* pelvisChain(unsigned int pelvisIndex, unsigned int chainIndex);
@@ -133,12 +155,20 @@ public:
 
     // Bytes of the skeleton's archive form.
     size_t memSize() const;
+    // Feeds joints, feet with their derived data, the name map, joint metadata, pelvises, pelvis
+    // chains, detached joints, root and joint count to `hasher`, one hash() call per value. The
+    // name map is fed in ascending joint id (names of one id byte-wise), not in hash-table order,
+    // so a skeleton hashes the same on every platform and build. Lods take no part.
+    void hash(MurmurHash3& hasher) const;
 
 private:
     unsigned short pelvisId(unsigned short index) const {
         return m_pelvises.empty() ? 0 : m_pelvises[index];
     }
     void allocateJoints(unsigned short n);
+    void buildPelvisChains();
+    // Joint i = other's joint i, for every joint of this (equally long) array, links relinked.
+    void copyJoints(const Skeleton& other);
 
     std::unique_ptr<Joint[]> m_joints;
     std::vector<FootData> m_feet;
@@ -152,5 +182,10 @@ private:
     unsigned short m_root = 0;
     unsigned short m_numJoints = 0;
 };
+
+// Text dump: joint count, every joint's dump, feet, pelvises, root, then the hierarchy below the
+// root, depth first with the last child first, four spaces per ancestor. A joint reached twice
+// (a child listed more than once, or a cyclic child list) is listed once.
+ZELTO_API std::ostream& operator<<(std::ostream& out, const Skeleton& skeleton);
 
 }  // namespace ZeltoCore

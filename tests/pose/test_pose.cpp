@@ -199,9 +199,10 @@ TEST(Pose, ArchiveLayoutRoundTripVersionRuleAndDamage) {
     for (size_t length = 0; length < a.size; ++length) {
         Archive cut(length, 0);
         if (length) std::memcpy(cut.data, a.data, length);
-        Pose back;
+        Pose back = poseOf(4, 9, {0});
         cut >> back;
         EXPECT_TRUE(cut.failed()) << "truncated to " << length;
+        EXPECT_EQ(back.numJoints(), 4) << "a damaged stream keeps the held pose";
     }
 
     // Counts far beyond the bytes that follow: 65535 joints, 2^60 joint-metadata entries.
@@ -215,8 +216,28 @@ TEST(Pose, ArchiveLayoutRoundTripVersionRuleAndDamage) {
         Pose back = poseOf(2, 0, {1});
         absurd >> back;
         EXPECT_TRUE(absurd.failed());
-        EXPECT_TRUE(back.numJoints() == 0 && back.jointMetadataIds().empty());
+        EXPECT_EQ(back.numJoints(), 2);
+        EXPECT_EQ(back.jointMetadataIds(), Ids{1});
     }
+}
+
+TEST(Pose, MovesTakeFullPosesAndKeepTheMaskOtherwise) {
+    Pose full = poseOf(3, 2, {1});
+    full.setDirection(V3d(1, 2, 3));
+    const JointPose second = full.jointPose(2);
+    Pose moved(std::move(full));
+    EXPECT_EQ(moved.numJoints(), 3);
+    EXPECT_EQ(moved.jointPose(2).matrix(), second.matrix());
+    EXPECT_EQ(moved.getDirection(), V3d(1, 2, 3));
+
+    // With a joint inactive in the source, a move assignment is the masked assignment.
+    Pose target = poseOf(3, 5);
+    const JointPose kept = target.jointPose(1);
+    Pose masked = poseOf(3, 2);
+    masked.setActiveJoint(1, false);
+    target = std::move(masked);
+    EXPECT_EQ(target.jointPose(1).matrix(), kept.matrix());
+    EXPECT_EQ(target.jointPose(2).matrix(), second.matrix());
 }
 
 TEST(JointPose, MatrixRows) {
