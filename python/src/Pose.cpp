@@ -155,7 +155,11 @@ void bindPose(py::module_& m) {
             py::arg("skeleton"), "Converts local-space joint poses to parent space.")
         .def("hash", &Pose::hash, py::arg("precision"),
              "Fingerprint of joints 1 ... n-1 rounded to half precision (0 below two joints).")
-        .def("memSize", &Pose::memSize, "Bytes of the pose's archive form.");
+        .def("memSize", &Pose::memSize, "Bytes of the pose's archive form.")
+        .def("serialise", &archiveBytes<Pose>, "The pose's archive form as bytes.")
+        .def_static(
+            "deserialise", [](const py::buffer& d) { return fromArchiveBytes<Pose>(d, "pose"); },
+            py::arg("data"), "A pose read from its archive form; ZeltoError for damaged data.");
 
     py::class_<PyPoser>(m, "Poser", "Evaluates world matrices of poses of one skeleton.")
         .def(py::init<std::shared_ptr<Skeleton>>(), py::arg("skeleton"))

@@ -6,7 +6,10 @@
 // (setNumJoints, clear, clearJointMetadata) are not bound.
 #include <pybind11/stl.h>
 
+#include <sstream>
+
 #include "core/skeleton/Skeleton.h"
+#include "core/skeleton/SkeletonArchive.h"
 #include "python/src/Convert.h"
 #include "python/src/Skeletons.h"
 
@@ -234,7 +237,31 @@ void bindSkeleton(py::module_& m) {
         .def("jointHasMetadata", &Skeleton::jointHasMetadata, py::arg("id"),
              "Whether the joint has a property map.")
         .def("jointMetadataIds", &Skeleton::jointMetadataIds, "Ids of the joints with maps.")
-        .def("memSize", &Skeleton::memSize, "Bytes of the skeleton's archive form.");
+        .def(
+            "numLegSegments",
+            [](const Skeleton& s, unsigned short f) { return s.numLegSegments(foot(s, f)); },
+            py::arg("foot"), "Parent steps from the foot's IK joint up to its root.")
+        .def("buildIkData", &Skeleton::buildIkData,
+             "Derives the feet's leg and mid joints, pole vectors and the pelvis chains.")
+        .def(
+            "hash",
+            [](const Skeleton& s) {
+                ZeltoCore::MurmurHash3 h;
+                s.hash(h);
+                return Convert<ZeltoCore::MurmurHash3>::to(h);
+            },
+            "The skeleton's 128-bit fingerprint as (h1, h2).")
+        .def("memSize", &Skeleton::memSize, "Bytes of the skeleton's archive form.")
+        .def("serialise", &archiveBytes<Skeleton>, "The skeleton's archive form as bytes.")
+        .def_static(
+            "deserialise",
+            [](const py::buffer& d) { return fromArchiveBytes<Skeleton>(d, "skeleton"); },
+            py::arg("data"), "A skeleton read from its archive form; ZeltoError for damaged data.")
+        .def("__str__", [](const Skeleton& s) {
+            std::ostringstream out;
+            out << s;
+            return toPyStr(out.str());
+        });
 }
 
 }  // namespace zelto_py
