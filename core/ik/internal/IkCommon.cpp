@@ -128,6 +128,21 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
     applyWorldRotation(pose, id, world, rotation.v.normalized(), angle);
 }
 
+Quatd rotationBetween(const V3d& from, const V3d& to) {
+    Quatd q;
+    if (from.length() > 0.0 && to.length() > 0.0) q.setRotation(from, to);
+    return q;
+}
+
+V3d projectOntoPlane(const V3d& v, const V3d& normal) {
+    const double nn = normal ^ normal;
+    return nn > 0.0 ? v - normal * ((v ^ normal) / nn) : v;
+}
+
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c) {
+    return projectOntoPlane(p - a, c - a);
+}
+
 void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
                       const M44d& parentWorld, bool parentSpace) {
     const M44d relative = world * parentWorld.inverse();

@@ -93,6 +93,16 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
                         double angle);
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation);
 
+// The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
+// Quat::setRotation would give the zero quaternion).
+Quatd rotationBetween(const V3d& from, const V3d& to);
+
+// v without its component along `normal` (v itself for a zero normal).
+V3d projectOntoPlane(const V3d& v, const V3d& normal);
+
+// The offset of point p from the line through a and c (p - a for a == c).
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c);
+
 // Gives joint `id` the world matrix `world`, `parentWorld` being its parent's current world
 // matrix. Goes through JointPose::setMatrix, so shear is dropped.
 void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
