@@ -14,19 +14,21 @@ using namespace detail;
 
 namespace {
 
-// World matrices of the four joints, each walked down from the one above.
+// World matrices of the first three joints and the end's position, each walked down from the
+// joint above.
 struct FourJoints {
-    M44d root, mid0, mid1, end;
+    M44d root, mid0, mid1;
+    V3d end;
 };
 
 FourJoints evaluate(const Pose& pose, const Skeleton& skeleton, const M44d& parentWorld,
                     const unsigned short (&ids)[4]) {
     const bool parentSpace = pose.inParentSpace();
     FourJoints w;
-    w.root = localMatrix(pose, skeleton, ids[0], parentSpace) * parentWorld;
+    w.root = multiplyAffine(localMatrix(pose, skeleton, ids[0], parentSpace), parentWorld);
     w.mid0 = worldMatrixBelow(pose, skeleton, ids[0], w.root, ids[1], parentSpace);
     w.mid1 = worldMatrixBelow(pose, skeleton, ids[1], w.mid0, ids[2], parentSpace);
-    w.end = worldMatrixBelow(pose, skeleton, ids[2], w.mid1, ids[3], parentSpace);
+    w.end = worldPositionBelow(pose, skeleton, ids[2], w.mid1, ids[3], parentSpace);
     return w;
 }
 
@@ -54,7 +56,7 @@ void sphereIKSolver(Pose& pose, const Skeleton& skeleton, Imath::Vec3<double>& t
     const V3d a = before.root.translation();
     const V3d d = before.mid0.translation();
     const V3d e = before.mid1.translation();
-    const V3d b0 = before.end.translation();
+    const V3d b0 = before.end;
     const double l1 = (d - a).length(), l2 = (e - d).length(), l3 = (b0 - e).length();
     const double length = l1 + l2 + l3;
     const double dT = (target - a).length();
@@ -81,8 +83,7 @@ void sphereIKSolver(Pose& pose, const Skeleton& skeleton, Imath::Vec3<double>& t
     // Turn the second mid joint so that the end points at the goal, then swing onto the target.
     const FourJoints bent = evaluate(pose, skeleton, parentWorld, ids);
     const V3d m1 = bent.mid1.translation();
-    applyWorldRotation(pose, ids[2], bent.mid1,
-                       rotationBetween(bent.end.translation() - m1, goal - m1));
+    applyWorldRotation(pose, ids[2], bent.mid1, rotationBetween(bent.end - m1, goal - m1));
     applyWorldRotation(pose, ids[0], bent.root, rotationBetween(b0 - a, target - a));
 }
 

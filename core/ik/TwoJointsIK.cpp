@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
 #include "core/ik/internal/IkCommon.h"
 #include "core/math/Transform.h"
@@ -22,23 +21,23 @@ struct ChainIds {
     unsigned short root, mid, end;
 };
 
-// World matrices of root, mid and end; the root's parent is evaluated once per solve, since
-// nothing the solver writes moves it.
+// World matrices of root and mid and the end's position, below the root's parent's world matrix.
 struct Chain {
     Pose& pose;
     const Skeleton& skeleton;
     ChainIds ids;
     bool parentSpace;
     M44d parent;
-    M44d root{}, mid{}, end{};
+    M44d root{}, mid{};
+    V3d end{};
 
     void measure() {
-        root = localMatrix(pose, skeleton, ids.root, parentSpace) * parent;
+        root = multiplyAffine(localMatrix(pose, skeleton, ids.root, parentSpace), parent);
         measureBelowRoot();
     }
     void measureBelowRoot() {
         mid = worldMatrixBelow(pose, skeleton, ids.root, root, ids.mid, parentSpace);
-        end = worldMatrixBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);
+        end = worldPositionBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);
     }
 };
 
@@ -68,9 +67,10 @@ V3d straightBendAxis(const V3d& ab, const V3d& bc, const V3d& pole) {
 V3d bindPole(const Chain& chain) {
     const Skeleton& skeleton = chain.skeleton;
     const Poser poser(&skeleton);
-    const V3d p0 = poser.getWorldBindMatrix(chain.ids.root).translation();
-    const V3d b0 = poser.getWorldBindMatrix(chain.ids.mid).translation();
-    const V3d c0 = poser.getWorldBindMatrix(chain.ids.end).translation();
+    const M44d root = poser.getWorldBindMatrix(chain.ids.root);
+    const V3d b0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.mid);
+    const V3d c0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.end);
+    const V3d p0 = root.translation();
     const unsigned short top = skeleton.root()->id();
     const V3d r0 = poser.getWorldBindMatrix(top).translation();
     const V3d r = poser.getWorldMatrix(chain.pose, top).translation();
@@ -98,15 +98,6 @@ Quatd twistTowards(const Quatd& aim, const V3d& towards, const V3d& bend, const 
     return rotationBetween(fp, gp);
 }
 
-// Ids on the parent path from `end` up to, not including, `root`, nearest the root first.
-void pathBelow(const Skeleton& skeleton, unsigned short root, unsigned short end,
-               std::vector<unsigned short>& out) {
-    out.clear();
-    for (const Joint* j = &skeleton.joint(end); j && j->id() != root; j = j->parent())
-        out.push_back(j->id());
-    std::reverse(out.begin(), out.end());
-}
-
 void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids, double stretch,
            bool soft, double softDistance, const V3d* poleVector, bool bindPoleForm,
            bool parentSpace) {
@@ -123,8 +114,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
         midRotation = skeleton.joint(ids.mid).rotation();
         chain.measureBelowRoot();
         const V3d a = chain.root.translation();
-        if (((chain.mid.translation() - a).normalized() ^
-             (chain.end.translation() - a).normalized()) > 0.9999) {
+        if (((chain.mid.translation() - a).normalized() ^ (chain.end - a).normalized()) > 0.9999) {
             midRotation = saved;
             chain.measureBelowRoot();
         }
@@ -132,7 +122,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     const M44d root = chain.root;
     const V3d a = root.translation();
     const V3d b = chain.mid.translation();
-    const V3d c = chain.end.translation();
+    const V3d c = chain.end;
     const V3d ab = b - a, bc = c - b, ac = c - a;
     const V3d bend = projectOntoPlane(ab, ac);
     V3d pole = bindPoleForm ? bindPole(chain) : poleVector ? *poleVector : bend;
@@ -157,37 +147,29 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     const double wanted =
         l1 * l2 > 0.0 ? clampedAcos((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2)) : current;
     const double angle = wanted - current;
-    applyWorldRotation(pose, ids.mid, chain.mid, n, angle);
     Quatd bendRotation;
     if ((n ^ n) > 0.0) bendRotation.setAxisAngle(n, angle);
+    applyWorldRotation(pose, ids.mid, chain.mid, bendRotation);
 
     // Aim the root at the target, then twist it about the root-to-target line: the given pole,
     // or the bind pole as the aim carries it. (Twisting first would move the end off the line.)
-    const Quatd aim = rotationBetween(ab + bendRotation.rotateVector(bc), at);
+    const V3d aimed = ab + bendRotation.rotateVector(bc);
+    const Quatd aim = rotationBetween(aimed, at);
     const V3d towards = bindPoleForm ? aim.rotateVector(pole) : pole;
     applyWorldRotation(pose, ids.root, root, twistTowards(aim, towards, bend, ab, at) * aim);
-    chain.measure();
 
-    // Stretch every segment below the root by s (rewriting them also when s is 1).
-    const double ratio =
-        softApplied ? (target - a).length() / lt : lt / (chain.end.translation() - a).length();
+    // Stretch every segment from the root's child to the end by s. The rotations carried the end
+    // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
+    // and s = 1 would write back what the joints already hold.
+    const double ratio = softApplied ? (target - a).length() / lt : lt / aimed.length();
     const double s =
         stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) && ratio > 1.0
             ? 1.0 + (ratio - 1.0) * stretch
             : 1.0;
-    std::vector<unsigned short> path;
-    pathBelow(skeleton, ids.root, ids.end, path);
-    M44d parentWorld = chain.root;
-    for (unsigned short j : path) {
-        M44d world = localMatrix(pose, skeleton, j, parentSpace) * parentWorld;
-        const V3d tp = parentWorld.translation();
-        const V3d t = tp + (world.translation() - tp) * s;
-        world[3][0] = t.x;
-        world[3][1] = t.y;
-        world[3][2] = t.z;
-        writeWorldMatrix(pose, skeleton, j, world, parentWorld, parentSpace);
-        parentWorld = world;
-    }
+    if (s == 1.0) return;
+    for (int j = ids.end; j != ids.root;
+         j = skeleton.joint(static_cast<unsigned short>(j)).parent()->id())
+        scaleJointOffset(pose, skeleton, static_cast<unsigned short>(j), s, parentSpace);
 }
 
 }  // namespace

@@ -25,6 +25,9 @@
 //  - The bind pole is the mid joint's offset from the bind line from the root (not the root's
 //    parent) to the end: measured from a pelvis, the hip's sideways offset would dominate and
 //    turn the knee sideways.
+//  - The stretch writes only the translations of the joints from the root's child to the end
+//    (re-extracting their world matrices would give back the rotations and scales they hold);
+//    without stretch they are left as they are.
 //  - The soft zone starts no nearer than the root (a soft distance beyond the chain's length).
 //  - A chain whose root has no parent hangs under the identity.
 //  - Bad input is refused with one warning and the pose left unchanged: ids beyond the skeleton,
