@@ -93,6 +93,18 @@ void chainWorldMatrices(benchmark::State& state) {
     }
 }
 
+// The one-pass evaluation of every joint of the leg.
+void allWorldMatrices(benchmark::State& state) {
+    Leg leg(false);
+    const Poser poser(&leg.skeleton);
+    std::vector<Imath::M44d> out;
+    for (auto _ : state) {
+        leg.reset();
+        poser.getAllWorldMatrixInPlace(leg.pose, out);
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+
 void sphere(benchmark::State& state) {
     Leg leg(false);
     V3d pole(0, 0, -1);
@@ -113,4 +125,5 @@ BENCHMARK_CAPTURE(twoJoints, local_nullPole, false, Pole::Null);
 BENCHMARK_CAPTURE(twoJoints, local_noPoleForm, false, Pole::NoPoleForm);
 BENCHMARK_CAPTURE(twoJoints, parent_pole, true, Pole::Given);
 BENCHMARK(chainWorldMatrices);
+BENCHMARK(allWorldMatrices);
 BENCHMARK(sphere);

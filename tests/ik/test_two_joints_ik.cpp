@@ -205,6 +205,17 @@ TEST(TwoJointsIK, RefusesBadInputLeavingThePose) {
     }
 }
 
+TEST(TwoJointsIK, ChainWithoutParentHangsUnderTheIdentity) {
+    const Skeleton s = makeLeg();
+    for (const Form& solve : kForms) {
+        Pose p = movedPose(s, solve.twin);
+        const V3d target = worldPosition(s, p, kWorld) + V3d(0.3, 0.8, 0.2);
+        V3d pole(0, 0, 1);
+        solve(p, s, target, 0.0, false, 0.0, &pole, kWorld, kPelvis, kHip);
+        EXPECT_LT((worldPosition(s, p, kHip) - target).length(), 1e-9);
+    }
+}
+
 TEST(TwoJointsIK, DegenerateChainsStayFinite) {
     // A straight leg, and one whose knee sits on the hip (a zero-length thigh).
     for (bool zeroBone : {false, true}) {

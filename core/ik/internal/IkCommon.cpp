@@ -87,11 +87,6 @@ bool isFinite(const V3d& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }
 
-M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id, bool parentSpace) {
-    const M44d m = pose.jointPose(id).matrix();
-    return parentSpace ? m : multiplyAffine(m, skeleton.joint(id).matrix());
-}
-
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
     const Joint* parent = skeleton.joint(upperId).parent();
     return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();

@@ -25,12 +25,11 @@
 #include <initializer_list>
 #include <vector>
 
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
 #include "utils/Logger.h"
 
 namespace ZeltoCore {
-
-class Pose;
-class Skeleton;
 
 namespace detail {
 
@@ -90,7 +89,11 @@ inline M44d multiplyAffine(const M44d& a, const M44d& b) {
 }
 
 // The joint's transform relative to its parent joint.
-M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id, bool parentSpace);
+inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id,
+                        bool parentSpace) {
+    const M44d m = pose.jointPose(id).matrix();
+    return parentSpace ? m : multiplyAffine(m, skeleton.joint(id).matrix());
+}
 
 // World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId);
