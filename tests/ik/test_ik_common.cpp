@@ -2,7 +2,6 @@
 // metadata keys and the input guard.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
