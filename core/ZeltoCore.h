@@ -8,6 +8,7 @@
 #include "core/hash/MurmurHash3.h"
 #include "core/math/JointPose.h"
 #include "core/math/Transform.h"
+#include "core/ik/FabrikIK.h"
 #include "core/metadata/ArrayMetadata.h"
 #include "core/metadata/BaseTypedArrayMetadata.h"
 #include "core/metadata/MapMetadata.h"

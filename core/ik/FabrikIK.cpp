@@ -1,0 +1,108 @@
+#include "core/ik/FabrikIK.h"
+
+#include <Imath/ImathQuat.h>
+
+#include <cmath>
+
+#include "core/ik/internal/FabrikCommon.h"
+#include "core/ik/internal/IkCommon.h"
+#include "core/math/Transform.h"
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
+
+namespace ZeltoCore {
+
+using namespace detail;
+
+void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
+                    const std::vector<unsigned short>& midJoints, unsigned short endId,
+                    double tolerance, unsigned int maxIterations, unsigned int steps,
+                    V3d* poleVector) {
+    if (midJoints.empty()) return;
+    if (!poleVector) {
+        ikWarning(kFabrikPoleWarning);
+        return;
+    }
+    JointIds chain;
+    chain.reserve(midJoints.size() + 2);
+    chain.push_back(startId);
+    chain.insert(chain.end(), midJoints.begin(), midJoints.end());
+    chain.push_back(endId);
+    if (!checkIkInput(pose, skeleton, chain, target, poleVector) ||
+        !checkDirectChain(skeleton, chain)) {
+        return;
+    }
+    const size_t n = chain.size();
+    constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
+
+    const M44d parentWorld = parentWorldMatrix(pose, skeleton, startId);
+    Positions x(n);
+    M44d world = parentWorld;
+    for (size_t i = 0; i < n; ++i) {
+        world = localMatrix(pose, skeleton, chain[i], parentSpace) * world;
+        x[i] = world.translation();
+    }
+    const V3d start = x[0];
+    if (!checkReachable(start, target)) return;
+
+    // The bend plane holds the first bone and the pole; the frame has x along B, y along the
+    // plane normal and z along the pole, with the start at its origin.
+    const V3d pole = poleVector->normalized();
+    const V3d firstBone = (start - x[1]).normalized();
+    if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
+        ikWarning(kFabrikPoleWarning);
+        return;
+    }
+    *poleVector = pole;
+    const V3d normal = (firstBone % pole).normalized();
+    const V3d side = (pole % normal).normalized();
+    const M44d frame(side.x, side.y, side.z, 0, normal.x, normal.y, normal.z, 0, pole.x, pole.y,
+                     pole.z, 0, start.x, start.y, start.z, 1);
+    const M44d toFrame = frame.inverse();
+
+    Positions flat(n), offset(n);
+    for (size_t i = 0; i < n; ++i) {
+        V3d inFrame;
+        toFrame.multVecMatrix(x[i] - ((x[i] - start) ^ normal) * normal, flat[i]);
+        toFrame.multVecMatrix(x[i], inFrame);
+        offset[i] = inFrame - flat[i];
+    }
+    std::vector<double> lengths(n - 1);
+    for (size_t i = 0; i + 1 < n; ++i)
+        lengths[i] = (flat[i + 1] - flat[i]).length();
+
+    // The flat goal keeps the chain's planar direction; the final aim turns it to the target.
+    const V3d goal = (target - start).length() * (flat[n - 1] - flat[0]).normalized();
+    Positions p = flat;
+    const V3d firstEnd = p[n - 1];
+    unsigned int iterations = 0;
+    for (unsigned int step = 0; step < steps; ++step) {
+        const double t = steps == 1 ? 1.0 : double(step) / double(steps - 1);
+        fabrikIterate(p, lengths, firstEnd + (goal - firstEnd) * t, tolerance, maxIterations,
+                      iterations, 0.0);
+    }
+
+    Imath::Quat<double> align;
+    align.setRotation((p[n - 1] - p[0]).normalized(), (goal - p[0]).normalized());
+    const Imath::Matrix33<double> turn = align.toMatrix33();
+    for (size_t i = 1; i < n; ++i)
+        p[i] = p[0] + (p[i] - p[0]) * turn;
+    const double reach = (p[n - 1] - p[0]).length();
+    const double ratio = reach > 0.0 ? (goal - p[0]).length() / reach : 1.0;
+
+    // Reached: the in-plane positions. Otherwise the flat chain is scaled along its axis to the
+    // goal distance and each joint gets its offset from the plane back.
+    const bool reached = std::abs(ratio - 1.0) <= 0.0001;
+    const V3d axis = (p[n - 1] - p[0]).normalized();
+    Positions goals(n);
+    goals[0] = start;
+    for (size_t i = 1; i < n; ++i) {
+        V3d q = p[i];
+        if (!reached) q += axis * (((q - p[0]) ^ axis) * (ratio - 1.0)) + offset[i];
+        frame.multVecMatrix(q, goals[i]);
+    }
+    const V3d end = turnBones(pose, skeleton, chain, parentWorld, goals, false, parentSpace);
+    aimStart(pose, skeleton, startId, parentWorld, end, target, parentSpace);
+}
+
+}  // namespace ZeltoCore
