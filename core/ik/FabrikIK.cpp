@@ -35,20 +35,14 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     const size_t n = chain.size();
     constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
 
-    const M44d parentWorld = parentWorldMatrix(pose, skeleton, startId);
-    Positions x(n);
-    M44d world = parentWorld;
-    for (size_t i = 0; i < n; ++i) {
-        world = localMatrix(pose, skeleton, chain[i], parentSpace) * world;
-        x[i] = world.translation();
-    }
-    const V3d start = x[0];
+    ChainJoints joints = evaluateChain(pose, skeleton, chain, parentSpace);
+    const V3d start = joints[0].world.translation();
     if (!checkReachable(start, target)) return;
 
     // The bend plane holds the first bone and the pole; the frame has x along B, y along the
     // plane normal and z along the pole, with the start at its origin.
     const V3d pole = poleVector->normalized();
-    const V3d firstBone = (start - x[1]).normalized();
+    const V3d firstBone = (start - joints[1].world.translation()).normalized();
     if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
         ikWarning(kFabrikPoleWarning);
         return;
@@ -60,20 +54,22 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
                      pole.z, 0, start.x, start.y, start.z, 1);
     const M44d toFrame = frame.inverse();
 
-    Positions flat(n), offset(n);
+    // p: positions flattened onto the plane, in the frame; offset: what the flattening removed.
+    Positions p(n), offset(n);
     for (size_t i = 0; i < n; ++i) {
+        const V3d x = joints[i].world.translation();
         V3d inFrame;
-        toFrame.multVecMatrix(x[i] - ((x[i] - start) ^ normal) * normal, flat[i]);
-        toFrame.multVecMatrix(x[i], inFrame);
-        offset[i] = inFrame - flat[i];
+        toFrame.multVecMatrix(x - ((x - start) ^ normal) * normal, p[i]);
+        toFrame.multVecMatrix(x, inFrame);
+        offset[i] = inFrame - p[i];
     }
     std::vector<double> lengths(n - 1);
     for (size_t i = 0; i + 1 < n; ++i)
-        lengths[i] = (flat[i + 1] - flat[i]).length();
+        lengths[i] = (p[i + 1] - p[i]).length();
 
     // The flat goal keeps the chain's planar direction; the final aim turns it to the target.
-    const V3d goal = (target - start).length() * (flat[n - 1] - flat[0]).normalized();
-    Positions p = flat;
+    const V3d base = p[0];
+    const V3d goal = (target - start).length() * (p[n - 1] - base).normalized();
     const V3d firstEnd = p[n - 1];
     unsigned int iterations = 0;
     for (unsigned int step = 0; step < steps; ++step) {
@@ -83,26 +79,24 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     }
 
     Imath::Quat<double> align;
-    align.setRotation((p[n - 1] - p[0]).normalized(), (goal - p[0]).normalized());
+    align.setRotation((p[n - 1] - base).normalized(), (goal - base).normalized());
     const Imath::Matrix33<double> turn = align.toMatrix33();
     for (size_t i = 1; i < n; ++i)
-        p[i] = p[0] + (p[i] - p[0]) * turn;
-    const double reach = (p[n - 1] - p[0]).length();
-    const double ratio = reach > 0.0 ? (goal - p[0]).length() / reach : 1.0;
+        p[i] = base + (p[i] - base) * turn;
+    const double reach = (p[n - 1] - base).length();
+    const double ratio = reach > 0.0 ? (goal - base).length() / reach : 1.0;
 
     // Reached: the in-plane positions. Otherwise the flat chain is scaled along its axis to the
-    // goal distance and each joint gets its offset from the plane back.
+    // goal distance and each joint gets its offset from the plane back. Goals replace p.
     const bool reached = std::abs(ratio - 1.0) <= 0.0001;
-    const V3d axis = (p[n - 1] - p[0]).normalized();
-    Positions goals(n);
-    goals[0] = start;
-    for (size_t i = 1; i < n; ++i) {
+    const V3d axis = (p[n - 1] - base).normalized();
+    for (size_t i = 0; i < n; ++i) {
         V3d q = p[i];
-        if (!reached) q += axis * (((q - p[0]) ^ axis) * (ratio - 1.0)) + offset[i];
-        frame.multVecMatrix(q, goals[i]);
+        if (!reached) q += axis * (((q - base) ^ axis) * (ratio - 1.0)) + offset[i];
+        frame.multVecMatrix(q, p[i]);
     }
-    const V3d end = turnBones(pose, skeleton, chain, parentWorld, goals, false, parentSpace);
-    aimStart(pose, skeleton, startId, parentWorld, end, target, parentSpace);
+    turnBones(pose, skeleton, joints, p, false, parentSpace);
+    aimStart(pose, skeleton, joints, target, parentSpace);
 }
 
 }  // namespace ZeltoCore

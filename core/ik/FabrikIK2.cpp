@@ -1,5 +1,3 @@
-#include <Imath/ImathMatrix.h>
-
 #include "core/ik/FabrikIK.h"
 #include "core/ik/internal/FabrikCommon.h"
 #include "core/ik/internal/IkCommon.h"
@@ -39,9 +37,8 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
         return;
     }
 
-    const M44d parentWorld = parentWorldMatrix(pose, skeleton, joints[0]);
-    M44d world = localMatrix(pose, skeleton, joints[0], parentSpace) * parentWorld;
-    const V3d root = world.translation();
+    ChainJoints chain = evaluateChain(pose, skeleton, joints, parentSpace);
+    const V3d root = chain[0].world.translation();
     if (!checkReachable(root, target)) return;
     // Flattening onto the plane of the root-to-target line and the pole; without a plane (no
     // pole, or one along that line) the chain keeps its shape.
@@ -56,12 +53,9 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
     distances.reserve(n - 1);
     solved.reserve(n);
     double total = 0.0, run = 0.0;
-    V3d previous = root;
     for (size_t i = 1; i < n; ++i) {
-        world = localMatrix(pose, skeleton, joints[i], parentSpace) * world;
-        const V3d x = world.translation();
-        lengths[i - 1] = (x - previous).length();
-        previous = x;
+        const V3d x = chain[i].world.translation();
+        lengths[i - 1] = (x - chain[i - 1].world.translation()).length();
         total += lengths[i - 1];
         run += lengths[i - 1];
         active[i] = n == 2 || !hasSkipIk(skeleton, joints[i]);
@@ -94,7 +88,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
                        ? solved[k++]
                        : goals[i - 1] + (solved[k] - goals[i - 1]).normalized() * lengths[i - 1];
     }
-    turnBones(pose, skeleton, joints, parentWorld, goals, false, parentSpace);
+    turnBones(pose, skeleton, chain, goals, false, parentSpace);
 }
 
 }  // namespace

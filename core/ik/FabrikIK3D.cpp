@@ -1,5 +1,3 @@
-#include <Imath/ImathMatrix.h>
-
 #include "core/ik/FabrikIK.h"
 #include "core/ik/internal/FabrikCommon.h"
 #include "core/ik/internal/IkCommon.h"
@@ -31,25 +29,20 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     }
     const size_t n = chain.size();
 
-    const M44d parentWorld = parentWorldMatrix(pose, skeleton, startId);
-    Positions x(n);
+    ChainJoints joints = evaluateChain(pose, skeleton, chain, parentSpace);
+    Positions p(n);
     std::vector<double> lengths(n - 1);
     double total = 0.0;
-    M44d world = localMatrix(pose, skeleton, startId, parentSpace) * parentWorld;
-    x[0] = world.translation();
-    for (size_t i = 1; i < n; ++i) {
-        world = worldMatrixBelow(pose, skeleton, chain[i - 1], world, chain[i], parentSpace);
-        x[i] = world.translation();
-        lengths[i - 1] = (x[i] - x[i - 1]).length();
-        total += lengths[i - 1];
+    for (size_t i = 0; i < n; ++i) {
+        p[i] = joints[i].world.translation();
+        if (i) total += lengths[i - 1] = (p[i] - p[i - 1]).length();
     }
-    const V3d start = x[0];
+    const V3d start = p[0];
     if (!checkReachable(start, target)) return;
     const double dist = (target - start).length();
-    const V3d direction = (x[n - 1] - start).normalized();
+    const V3d direction = (p[n - 1] - start).normalized();
 
     // The distance is solved along the chain's current direction; the final aim turns it.
-    Positions p = x;
     const bool outOfReach = dist >= total;
     if (outOfReach) {
         double along = 0.0;
@@ -62,13 +55,15 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
         fabrikIterate(p, lengths, start + direction * dist, tolerance, maxIterations, iterations,
                       0.0);
     }
-    const V3d end = turnBones(pose, skeleton, chain, parentWorld, p, true, parentSpace);
-    M44d above = aimStart(pose, skeleton, startId, parentWorld, end, target, parentSpace);
+    turnBones(pose, skeleton, joints, p, true, parentSpace);
+    const V3d end = joints.back().world.translation();
+    aimStart(pose, skeleton, joints, target, parentSpace);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.
     const double reach = (end - start).length();
     const double ratio = reach > 0.0 ? dist / reach : 1.0;
     if (!outOfReach || !(ratio > 1.0)) return;
+    M44d above = joints[0].world;
     for (size_t k = 1; k < stretchJoints.size(); ++k) {
         const unsigned short id = stretchJoints[k];
         M44d stretched = localMatrix(pose, skeleton, id, parentSpace) * above;

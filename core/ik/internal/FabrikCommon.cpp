@@ -20,6 +20,24 @@ void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
     if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
 }
 
+// Re-reads a joint's local matrix after its rotation changed.
+void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
+    joint.local = localMatrix(pose, skeleton, joint.id, parentSpace);
+    joint.world = joint.local * joint.above;
+}
+
+// Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
+void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
+             bool parentSpace) {
+    ChainJoint& lower = chain[k + 1];
+    const Joint* parent = skeleton.joint(lower.id).parent();
+    lower.above = parent->id() == chain[k].id
+                      ? chain[k].world
+                      : worldMatrixBelow(pose, skeleton, chain[k].id, chain[k].world, parent->id(),
+                                         parentSpace);
+    lower.world = lower.local * lower.above;
+}
+
 }  // namespace
 
 bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& goal,
@@ -30,7 +48,7 @@ bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& 
     double total = 0.0;
     for (double l : lengths)
         total += l;
-    const double stalled = 1e-12 * total;
+    const double stalled = 1e-24 * total * total;  // squared: a move of 1e-12 of the length
     const V3d base = p[0];
     while (true) {
         const V3d before = p[n - 1];
@@ -42,7 +60,7 @@ bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& 
             pull(p[i], p[i + 1], lengths[i], minStep);
         ++iterations;
         if (iterations >= maxIterations || !((p[n - 1] - goal).length() > tolerance)) return true;
-        if ((p[n - 1] - before).length() <= stalled) return false;
+        if ((p[n - 1] - before).length2() <= stalled) return false;
     }
 }
 
@@ -71,34 +89,43 @@ bool checkReachable(const V3d& from, const V3d& target) {
     return false;
 }
 
-V3d turnBones(Pose& pose, const Skeleton& skeleton, const JointIds& chain, const M44d& parentWorld,
-              const Positions& goals, bool bones, bool parentSpace) {
-    M44d turned;  // world matrix of chain[k - 1] once turned
-    M44d world = localMatrix(pose, skeleton, chain[0], parentSpace) * parentWorld;
-    for (size_t k = 0; k + 1 < chain.size(); ++k) {
-        const M44d next =
-            worldMatrixBelow(pose, skeleton, chain[k], world, chain[k + 1], parentSpace);
-        const V3d from = next.translation() - world.translation();
-        const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - world.translation();
-        Quatd q;
-        q.setRotation(from.normalized(), to.normalized());
-        applyWorldRotation(pose, chain[k], world, q);
-        turned =
-            k == 0 ? localMatrix(pose, skeleton, chain[0], parentSpace) * parentWorld
-                   : worldMatrixBelow(pose, skeleton, chain[k - 1], turned, chain[k], parentSpace);
-        world = worldMatrixBelow(pose, skeleton, chain[k], turned, chain[k + 1], parentSpace);
+ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
+                          bool parentSpace) {
+    ChainJoints chain(ids.size());
+    for (size_t k = 0; k < ids.size(); ++k) {
+        chain[k].id = ids[k];
+        chain[k].local = localMatrix(pose, skeleton, ids[k], parentSpace);
     }
-    return world.translation();
+    chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
+    chain[0].world = chain[0].local * chain[0].above;
+    for (size_t k = 0; k + 1 < chain.size(); ++k)
+        descend(pose, skeleton, chain, k, parentSpace);
+    return chain;
 }
 
-M44d aimStart(Pose& pose, const Skeleton& skeleton, unsigned short startId, const M44d& parentWorld,
-              const V3d& end, const V3d& target, bool parentSpace) {
-    const M44d world = localMatrix(pose, skeleton, startId, parentSpace) * parentWorld;
-    const V3d start = world.translation();
+void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
+               bool bones, bool parentSpace) {
+    for (size_t k = 0; k + 1 < chain.size(); ++k) {
+        if (k > 0) descend(pose, skeleton, chain, k, parentSpace);  // the turns above moved it
+        const V3d at = chain[k].world.translation();
+        const V3d from = chain[k + 1].world.translation() - at;
+        const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
+        Quatd q;
+        q.setRotation(from.normalized(), to.normalized());
+        applyWorldRotation(pose, chain[k].id, chain[k].world, q);
+        refresh(pose, skeleton, chain[k], parentSpace);
+        descend(pose, skeleton, chain, k, parentSpace);
+    }
+}
+
+void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const V3d& target,
+              bool parentSpace) {
+    ChainJoint& start = chain.front();
+    const V3d at = start.world.translation();
     Quatd q;
-    q.setRotation((end - start).normalized(), (target - start).normalized());
-    applyWorldRotation(pose, startId, world, q);
-    return localMatrix(pose, skeleton, startId, parentSpace) * parentWorld;
+    q.setRotation((chain.back().world.translation() - at).normalized(), (target - at).normalized());
+    applyWorldRotation(pose, start.id, start.world, q);
+    refresh(pose, skeleton, start, parentSpace);
 }
 
 }  // namespace detail

@@ -46,20 +46,29 @@ bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain);
 // Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
+// The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
+// its own world matrix (local * above).
+struct ChainJoint {
+    unsigned short id;
+    Imath::Matrix44<double> local, above, world;
+};
+using ChainJoints = std::vector<ChainJoint>;
+
+// Evaluates the listed joints from the world matrix of the first one's parent down; joints
+// between two listed ones are carried along. The chain must have passed checkIkChain.
+ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
+                          bool parentSpace);
+
 // Turns every joint of `chain` but the last, from the top down, so that its bone points where
 // `goals` say: at goals[k+1] from the joint's current position, or with `bones` along
-// goals[k+1] - goals[k]. Joints between two listed ones are carried along. `parentWorld` is the
-// world matrix above chain[0]. Returns the end joint's world position afterwards.
-Imath::Vec3<double> turnBones(Pose& pose, const Skeleton& skeleton, const JointIds& chain,
-                              const Imath::Matrix44<double>& parentWorld, const Positions& goals,
-                              bool bones, bool parentSpace);
+// goals[k+1] - goals[k]. Keeps every matrix of `chain` current.
+void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
+               bool bones, bool parentSpace);
 
-// Turns the start joint about its position so that the end, now at `end`, lies on the way to
-// `target`. Returns the start joint's new world matrix.
-Imath::Matrix44<double> aimStart(Pose& pose, const Skeleton& skeleton, unsigned short startId,
-                                 const Imath::Matrix44<double>& parentWorld,
-                                 const Imath::Vec3<double>& end, const Imath::Vec3<double>& target,
-                                 bool parentSpace);
+// Turns the first joint about its position so that the end, at chain.back().world's translation,
+// lies on the way to `target`. Only chain.front() stays current.
+void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+              const Imath::Vec3<double>& target, bool parentSpace);
 
 }  // namespace detail
 }  // namespace ZeltoCore
