@@ -45,6 +45,16 @@ TEST(IkCommon, ChainWalksMatchThePoser) {
         EXPECT_M44_NEAR(knee, poser.getWorldMatrix(pose, kKnee), 1e-12);
         EXPECT_M44_NEAR(detail::worldMatrixBelow(pose, s, kKnee, knee, kToe, parentSpace),
                         poser.getWorldMatrix(pose, kToe), 1e-12);
+        EXPECT_V3_NEAR(detail::worldPositionBelow(pose, s, kHip, hip, kAnkle, parentSpace),
+                       poser.getWorldMatrix(pose, kAnkle).translation(), 1e-12);
+
+        // Scaling the knee's offset moves it along the twist-to-knee line; the rest stays.
+        Pose scaled = pose;
+        detail::scaleJointOffset(scaled, s, kKnee, 1.5, parentSpace);
+        const V3d twist = poser.getWorldMatrix(pose, kTwist).translation();
+        EXPECT_V3_NEAR(worldPosition(s, scaled, kKnee), twist + (knee.translation() - twist) * 1.5,
+                       1e-12);
+        EXPECT_EQ(scaled.jointPose(kKnee).rotation, pose.jointPose(kKnee).rotation);
     }
     // Identity joint poses in local space are the bind pose.
     Pose identity(&s, false);
@@ -53,6 +63,8 @@ TEST(IkCommon, ChainWalksMatchThePoser) {
                      detail::parentWorldMatrix(identity, s, kHip);
     EXPECT_M44_NEAR(detail::worldMatrixBelow(identity, s, kHip, hip, kAnkle, false),
                     poser.getWorldBindMatrix(kAnkle), 1e-12);
+    EXPECT_V3_NEAR(detail::bindPositionBelow(s, kHip, poser.getWorldBindMatrix(kHip), kToe),
+                   poser.getWorldBindMatrix(kToe).translation(), 1e-12);
     // A chain starting at a top joint hangs under the identity.
     EXPECT_M44_NEAR(detail::parentWorldMatrix(identity, s, kWorld), M44d(), 0.0);
 }

@@ -89,7 +89,7 @@ bool isFinite(const V3d& v) {
 
 M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id, bool parentSpace) {
     const M44d m = pose.jointPose(id).matrix();
-    return parentSpace ? m : m * skeleton.joint(id).matrix();
+    return parentSpace ? m : multiplyAffine(m, skeleton.joint(id).matrix());
 }
 
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
@@ -97,35 +97,99 @@ M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned shor
     return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();
 }
 
-M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
-                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
-    M44d world = localMatrix(pose, skeleton, lowerId, parentSpace);
-    // Bounded so that cyclic links cannot keep the walk going.
+namespace {
+
+// The product of the local matrices strictly between `upperId` and `lowerId`, times upperWorld:
+// the world matrix of lowerId's parent. Bounded so that cyclic links cannot keep the walk going.
+template <class Local>
+M44d parentWorldBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId, Local local) {
     int k = parentId(skeleton, lowerId);
+    if (k == upperId) return upperWorld;
+    M44d between;
     for (unsigned int steps = 0; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
-        world = world * localMatrix(pose, skeleton, static_cast<unsigned short>(k), parentSpace);
+        between = multiplyAffine(between, local(static_cast<unsigned short>(k)));
         k = parentId(skeleton, static_cast<unsigned short>(k));
     }
-    return world * upperWorld;
+    return multiplyAffine(between, upperWorld);
+}
+
+M44d parentWorldBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    return parentWorldBelow(skeleton, upperId, upperWorld, lowerId, [&](unsigned short k) {
+        return localMatrix(pose, skeleton, k, parentSpace);
+    });
+}
+
+}  // namespace
+
+M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    return multiplyAffine(
+        localMatrix(pose, skeleton, lowerId, parentSpace),
+        parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace));
+}
+
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    // The translation row of the local matrix: the pose's, carried through the bind transform
+    // in local space.
+    V3d t = pose.jointPose(lowerId).translation;
+    if (!parentSpace) {
+        const M44d bind = skeleton.joint(lowerId).matrix();
+        bind.multVecMatrix(V3d(t), t);
+    }
+    V3d world;
+    parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace)
+        .multVecMatrix(t, world);
+    return world;
+}
+
+V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId) {
+    const M44d parent =
+        parentWorldBelow(skeleton, upperId, upperWorld, lowerId,
+                         [&](unsigned short k) { return skeleton.joint(k).matrix(); });
+    V3d world;
+    parent.multVecMatrix(skeleton.joint(lowerId).translation(), world);
+    return world;
 }
 
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const V3d& axis,
                         double angle) {
     if (axis.length() == 0.0) return;
-    const V3d p = world.translation();
-    V3d local;
-    world.inverse().multVecMatrix(p + axis, local);
-    local.normalize();
-    if (local.length() == 0.0) return;
     Quatd q;
-    q.setAxisAngle(local, angle);
-    JointPose& jointPose = pose.jointPose(id);
-    jointPose.rotation = jointPose.rotation * q;
+    q.setAxisAngle(axis, angle);
+    applyWorldRotation(pose, id, world, q);
 }
 
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation) {
-    const double angle = 2.0 * std::atan2(rotation.v.length(), rotation.r);
-    applyWorldRotation(pose, id, world, rotation.v.normalized(), angle);
+    // The same angle about the axis carried into the joint's frame: (cos, sin * axis) keeps its
+    // cosine and sine, so no angle needs to be taken out and put back.
+    const double length = rotation.length();
+    const double sinHalf = rotation.v.length();
+    if (sinHalf == 0.0) return;
+    V3d axis;
+    world.inverse().multDirMatrix(rotation.v, axis);
+    axis.normalize();
+    if ((axis ^ axis) == 0.0) return;
+    JointPose& jointPose = pose.jointPose(id);
+    jointPose.rotation = jointPose.rotation * Quatd(rotation.r / length, axis * (sinHalf / length));
+}
+
+Quatd rotationBetween(const V3d& from, const V3d& to) {
+    Quatd q;
+    if (from.length() > 0.0 && to.length() > 0.0) q.setRotation(from, to);
+    return q;
+}
+
+V3d projectOntoPlane(const V3d& v, const V3d& normal) {
+    const double nn = normal ^ normal;
+    return nn > 0.0 ? v - normal * ((v ^ normal) / nn) : v;
+}
+
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c) {
+    return projectOntoPlane(p - a, c - a);
 }
 
 void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
@@ -133,6 +197,21 @@ void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, c
     const M44d relative = world * parentWorld.inverse();
     pose.jointPose(id).setMatrix(parentSpace ? relative
                                              : relative * skeleton.joint(id).matrix().inverse());
+}
+
+void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace) {
+    V3d& t = pose.jointPose(id).translation;
+    if (parentSpace) {
+        t *= s;
+        return;
+    }
+    // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
+    // the change of tB too.
+    const M44d bind = skeleton.joint(id).matrix();
+    V3d bindInPose;
+    bind.inverse().multDirMatrix(bind.translation(), bindInPose);
+    t = t * s + bindInPose * (s - 1.0);
 }
 
 bool hasSkipIk(const Skeleton& skeleton, unsigned short id) {

@@ -75,6 +75,20 @@ bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned shor
 
 bool isFinite(const V3d& v);
 
+// a * b for matrices whose last column is (0, 0, 0, 1), as joint transforms and their products
+// are: the general product's sums without the terms known to be zero.
+inline M44d multiplyAffine(const M44d& a, const M44d& b) {
+    M44d c;
+    for (int i = 0; i < 4; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            c[i][k] = a[i][0] * b[0][k] + a[i][1] * b[1][k] + a[i][2] * b[2][k];
+        }
+    }
+    for (int k = 0; k < 3; ++k)
+        c[3][k] += b[3][k];
+    return c;
+}
+
 // The joint's transform relative to its parent joint.
 M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id, bool parentSpace);
 
@@ -86,6 +100,14 @@ M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned shor
 M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace);
 
+// worldMatrixBelow(...).translation(), without building the lower joint's rotation.
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace);
+
+// The same in the bind pose: upperWorld is the bind world matrix of upperId.
+V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId);
+
 // Composes a world-space rotation onto joint `id`, whose world matrix before the change is
 // `world`: the joint's new world matrix is its old one followed by the rotation. The axis is
 // carried into the joint's frame; a zero axis (or zero vector part) leaves the joint unchanged.
@@ -93,10 +115,26 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
                         double angle);
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation);
 
+// The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
+// Quat::setRotation would give the zero quaternion).
+Quatd rotationBetween(const V3d& from, const V3d& to);
+
+// v without its component along `normal` (v itself for a zero normal).
+V3d projectOntoPlane(const V3d& v, const V3d& normal);
+
+// The offset of point p from the line through a and c (p - a for a == c).
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c);
+
 // Gives joint `id` the world matrix `world`, `parentWorld` being its parent's current world
 // matrix. Goes through JointPose::setMatrix, so shear is dropped.
 void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
                       const M44d& parentWorld, bool parentSpace);
+
+// Scales the joint's offset from its parent joint by s, as seen in world space, keeping its
+// rotation and scale: the translation part of writing back a world matrix whose offset from the
+// parent's was scaled, without re-extracting the rest.
+void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace);
 
 // Whether the skeleton marks the joint to be left out of IK ("skipIk" or "zelto_skipIk", any
 // value). Never inserts a metadata entry.
