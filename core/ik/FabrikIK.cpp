@@ -23,11 +23,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         ikWarning(kFabrikPoleWarning);
         return;
     }
-    JointIds chain;
-    chain.reserve(midJoints.size() + 2);
-    chain.push_back(startId);
-    chain.insert(chain.end(), midJoints.begin(), midJoints.end());
-    chain.push_back(endId);
+    const JointIds chain = namedChain(startId, midJoints, endId);
     if (!checkIkInput(pose, skeleton, chain, target, poleVector) ||
         !checkDirectChain(skeleton, chain)) {
         return;
@@ -39,8 +35,8 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     const V3d start = joints[0].world.translation();
     if (!checkReachable(start, target)) return;
 
-    // The bend plane holds the first bone and the pole; the frame has x along B, y along the
-    // plane normal and z along the pole, with the start at its origin.
+    // The bend plane holds the first bone and the pole. The frame's x axis lies in that plane
+    // across the pole, y is the plane normal, z the pole, and the start is its origin.
     const V3d pole = poleVector->normalized();
     const V3d firstBone = (start - joints[1].world.translation()).normalized();
     if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
@@ -59,7 +55,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     for (size_t i = 0; i < n; ++i) {
         const V3d x = joints[i].world.translation();
         V3d inFrame;
-        toFrame.multVecMatrix(x - ((x - start) ^ normal) * normal, p[i]);
+        toFrame.multVecMatrix(start + projectOntoPlane(x - start, normal), p[i]);
         toFrame.multVecMatrix(x, inFrame);
         offset[i] = inFrame - p[i];
     }
@@ -78,9 +74,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
                       iterations, 0.0);
     }
 
-    Imath::Quat<double> align;
-    align.setRotation((p[n - 1] - base).normalized(), (goal - base).normalized());
-    const Imath::Matrix33<double> turn = align.toMatrix33();
+    const Imath::Matrix33<double> turn = rotationBetween(p[n - 1] - base, goal - base).toMatrix33();
     for (size_t i = 1; i < n; ++i)
         p[i] = base + (p[i] - base) * turn;
     const double reach = (p[n - 1] - base).length();

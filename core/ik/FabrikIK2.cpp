@@ -60,7 +60,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
         run += lengths[i - 1];
         active[i] = n == 2 || !hasSkipIk(skeleton, joints[i]);
         if (active[i]) {
-            solved.push_back(x - ((x - root) ^ normal) * normal);
+            solved.push_back(root + projectOntoPlane(x - root, normal));
             distances.push_back(run);
             run = 0.0;
         }

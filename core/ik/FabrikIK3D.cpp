@@ -13,15 +13,10 @@ namespace {
 void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
            const JointIds& midJoints, const JointIds& stretchJoints, unsigned short endId,
            double tolerance, unsigned int maxIterations, const V3d* poleVector, bool parentSpace) {
-    JointIds chain;
-    chain.reserve(midJoints.size() + 2);
-    chain.push_back(startId);
-    chain.insert(chain.end(), midJoints.begin(), midJoints.end());
-    chain.push_back(endId);
+    const JointIds chain = namedChain(startId, midJoints, endId);
     JointIds named = chain;
     named.insert(named.end(), stretchJoints.begin(), stretchJoints.end());
-    // The stretch pass multiplies each entry's local matrix onto the one before, so its entries
-    // must be linked directly.
+    // Each stretch entry lengthens the bone from the entry before, so it must be its child.
     if (!checkIkInput(pose, skeleton, named, target, poleVector) ||
         !checkIkChain(skeleton, chain) ||
         (stretchJoints.size() > 1 && !checkDirectChain(skeleton, stretchJoints))) {
@@ -63,17 +58,8 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     const double reach = (end - start).length();
     const double ratio = reach > 0.0 ? dist / reach : 1.0;
     if (!outOfReach || !(ratio > 1.0)) return;
-    M44d above = joints[0].world;
-    for (size_t k = 1; k < stretchJoints.size(); ++k) {
-        const unsigned short id = stretchJoints[k];
-        M44d stretched = localMatrix(pose, skeleton, id, parentSpace) * above;
-        const V3d t = above.translation() + (stretched.translation() - above.translation()) * ratio;
-        stretched[3][0] = t.x;
-        stretched[3][1] = t.y;
-        stretched[3][2] = t.z;
-        writeWorldMatrix(pose, skeleton, id, stretched, above, parentSpace);
-        above = stretched;
-    }
+    for (size_t k = 1; k < stretchJoints.size(); ++k)
+        scaleJointOffset(pose, skeleton, stretchJoints[k], ratio, parentSpace);
 }
 
 }  // namespace

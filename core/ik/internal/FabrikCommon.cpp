@@ -1,7 +1,5 @@
 #include "core/ik/internal/FabrikCommon.h"
 
-#include <Imath/ImathQuat.h>
-
 #include <cmath>
 
 #include "core/ik/internal/IkCommon.h"
@@ -23,7 +21,7 @@ void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
 // Re-reads a joint's local matrix after its rotation changed.
 void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
     joint.local = localMatrix(pose, skeleton, joint.id, parentSpace);
-    joint.world = joint.local * joint.above;
+    joint.world = multiplyAffine(joint.local, joint.above);
 }
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
@@ -35,7 +33,7 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
                       ? chain[k].world
                       : worldMatrixBelow(pose, skeleton, chain[k].id, chain[k].world, parent->id(),
                                          parentSpace);
-    lower.world = lower.local * lower.above;
+    lower.world = multiplyAffine(lower.local, lower.above);
 }
 
 }  // namespace
@@ -73,6 +71,15 @@ void fabrikLayTowards(Positions& p, const std::vector<double>& lengths, const V3
     }
 }
 
+JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end) {
+    JointIds chain;
+    chain.reserve(mids.size() + 2);
+    chain.push_back(start);
+    chain.insert(chain.end(), mids.begin(), mids.end());
+    chain.push_back(end);
+    return chain;
+}
+
 bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain) {
     for (size_t i = 1; i < chain.size(); ++i) {
         if (skeleton.joint(chain[i]).parent() != &skeleton.joint(chain[i - 1])) {
@@ -97,7 +104,7 @@ ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const Join
         chain[k].local = localMatrix(pose, skeleton, ids[k], parentSpace);
     }
     chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
-    chain[0].world = chain[0].local * chain[0].above;
+    chain[0].world = multiplyAffine(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
     return chain;
@@ -110,9 +117,7 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         const V3d at = chain[k].world.translation();
         const V3d from = chain[k + 1].world.translation() - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
-        Quatd q;
-        q.setRotation(from.normalized(), to.normalized());
-        applyWorldRotation(pose, chain[k].id, chain[k].world, q);
+        applyWorldRotation(pose, chain[k].id, chain[k].world, rotationBetween(from, to));
         refresh(pose, skeleton, chain[k], parentSpace);
         descend(pose, skeleton, chain, k, parentSpace);
     }
@@ -122,9 +127,8 @@ void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const V3
               bool parentSpace) {
     ChainJoint& start = chain.front();
     const V3d at = start.world.translation();
-    Quatd q;
-    q.setRotation((chain.back().world.translation() - at).normalized(), (target - at).normalized());
-    applyWorldRotation(pose, start.id, start.world, q);
+    applyWorldRotation(pose, start.id, start.world,
+                       rotationBetween(chain.back().world.translation() - at, target - at));
     refresh(pose, skeleton, start, parentSpace);
 }
 

@@ -39,6 +39,9 @@ bool fabrikIterate(Positions& p, const std::vector<double>& lengths,
 void fabrikLayTowards(Positions& p, const std::vector<double>& lengths,
                       const Imath::Vec3<double>& goal, double minStep);
 
+// The list (start, mids..., end).
+JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end);
+
 // Refuses (the chain warning, false) a list in which a joint is not the direct child of the one
 // before, and a chain whose top sits on cyclic links. Ids must already be within the skeleton.
 bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain);
