@@ -48,23 +48,24 @@ struct Tail {
     }
 };
 
-using Solver = std::function<void(const Tail&, Pose&, V3d, unsigned int maxIterations)>;
+using Solver = std::function<void(const Tail&, Pose&, const V3d&, unsigned int maxIterations)>;
 
-void chain(const Tail& t, Pose& p, V3d target, unsigned int maxIterations) {
+void chain(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
     V3d pole(0, 0, 1);
     const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
     fabrikIKSolver(p, t.skeleton, target, t.ids.front(), mids, t.ids.back(), 1e-4, maxIterations, 1,
                    &pole);
 }
 
-void list(const Tail& t, Pose& p, V3d target, unsigned int maxIterations) {
+void list(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
     V3d pole(0, 0, 1);
     fabrikIKSolver2(p, t.skeleton, target, t.ids, 0.0, 1e-4, maxIterations, 1, &pole);
 }
 
-void threeD(const Tail& t, Pose& p, V3d target, unsigned int maxIterations) {
+void threeD(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
     const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
-    fabrikIK3DSolver(p, t.skeleton, target, t.ids.front(), mids, t.ids, t.ids.back(), 1e-4,
+    V3d goal = target;
+    fabrikIK3DSolver(p, t.skeleton, goal, t.ids.front(), mids, t.ids, t.ids.back(), 1e-4,
                      maxIterations, 1, nullptr);
 }
 
