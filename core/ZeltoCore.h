@@ -6,6 +6,7 @@
 #include "core/archive/ArchiveFileHeader.h"
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"
+#include "core/ik/FabrikIK.h"
 #include "core/ik/SphereIK.h"
 #include "core/ik/TwoJointsIK.h"
 #include "core/math/JointPose.h"
