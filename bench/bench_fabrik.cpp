@@ -1,0 +1,142 @@
+// FABRIK solvers: time per solve on chains of 4, 8 and 16 joints (tolerance 1e-4, at most 20
+// iterations, random reachable targets), against one poser evaluation of the chain's end; and the
+// iterations each solver needs to bring the end within 1e-4 of 1,000 random reachable targets.
+#include <benchmark/benchmark.h>
+
+#include <Imath/ImathVec.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <vector>
+
+#include "core/ik/FabrikIK.h"
+#include "core/pose/Pose.h"
+#include "core/pose/Poser.h"
+#include "core/skeleton/Skeleton.h"
+
+using namespace ZeltoCore;
+using Imath::V3d;
+
+namespace {
+
+// A hip joint (0) and an n-joint tail hanging from it, bending gently in its y-z plane.
+struct Tail {
+    Skeleton skeleton;
+    Pose pose;
+    std::vector<unsigned short> ids;
+    V3d start;
+    double length = 0;
+
+    explicit Tail(unsigned short n) : skeleton(n + 1) {
+        for (unsigned short j = 0; j <= n; ++j) {
+            if (j) skeleton[j - 1].addChild(&skeleton[j]);
+            Imath::Quatd q;
+            q.setAxisAngle(V3d(1, 0, 0), j ? 0.15 : 0.4);
+            skeleton[j].setRotation(q);
+            skeleton[j].setTranslation(j ? V3d(0, 1.0 - 0.02 * (j % 4), 0) : V3d(0, 3, 0));
+            if (j) ids.push_back(j);
+        }
+        pose = Pose(&skeleton, true);
+        pose.convertToLocalSpace(&skeleton);
+        start = end(pose, 1);
+        for (unsigned short j = 2; j <= n; ++j)
+            length += (end(pose, j) - end(pose, j - 1)).length();
+    }
+    V3d end(const Pose& p, unsigned short id) const {
+        return Poser(&skeleton).getWorldMatrix(p, id).translation();
+    }
+};
+
+using Solver = std::function<void(const Tail&, Pose&, const V3d&, unsigned int maxIterations)>;
+
+void chain(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
+    V3d pole(0, 0, 1);
+    const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
+    fabrikIKSolver(p, t.skeleton, target, t.ids.front(), mids, t.ids.back(), 1e-4, maxIterations, 1,
+                   &pole);
+}
+
+void list(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
+    V3d pole(0, 0, 1);
+    fabrikIKSolver2(p, t.skeleton, target, t.ids, 0.0, 1e-4, maxIterations, 1, &pole);
+}
+
+void threeD(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
+    const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
+    V3d goal = target;
+    fabrikIK3DSolver(p, t.skeleton, goal, t.ids.front(), mids, t.ids, t.ids.back(), 1e-4,
+                     maxIterations, 1, nullptr);
+}
+
+// Reachable targets: random directions, at 20 to 95 % of the tail's length from its start.
+std::vector<V3d> targets(const Tail& t, size_t count) {
+    std::mt19937 random(12);
+    std::normal_distribution<double> gauss;
+    std::uniform_real_distribution<double> fraction(0.2, 0.95);
+    std::vector<V3d> out;
+    for (size_t i = 0; i < count; ++i) {
+        const V3d dir = V3d(gauss(random), gauss(random), gauss(random)).normalized();
+        out.push_back(t.start + dir * (fraction(random) * t.length));
+    }
+    return out;
+}
+
+// Each solve starts from the same pose: the tail's joint poses are put back first (80 bytes
+// per joint, part of the measured time).
+void solveTime(benchmark::State& state, const Solver& solve) {
+    const Tail tail(static_cast<unsigned short>(state.range(0)));
+    const std::vector<V3d> goals = targets(tail, 64);
+    std::vector<JointPose> saved;
+    for (unsigned short id : tail.ids)
+        saved.push_back(tail.pose.jointPose(id));
+    Pose pose = tail.pose;
+    size_t k = 0;
+    for (auto _ : state) {
+        for (size_t i = 0; i < saved.size(); ++i)
+            pose.jointPose(tail.ids[i]) = saved[i];
+        solve(tail, pose, goals[k++ % goals.size()], 20);
+        benchmark::ClobberMemory();
+    }
+}
+
+// Reference for the ratios: one world matrix of the tail's end joint, through the poser.
+void endWorldMatrix(benchmark::State& state) {
+    const Tail tail(static_cast<unsigned short>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tail.end(tail.pose, tail.ids.back()));
+}
+
+// The smallest iteration cap with which the end lands within 1e-4, per target; 100 counts as
+// not reached.
+void iterationsNeeded(benchmark::State& state, const Solver& solve) {
+    const Tail tail(static_cast<unsigned short>(state.range(0)));
+    const std::vector<V3d> goals = targets(tail, 1000);
+    std::vector<double> needed;
+    for (auto _ : state) {
+        needed.clear();
+        for (const V3d& goal : goals) {
+            unsigned int cap = 1;
+            for (; cap < 100; ++cap) {
+                Pose pose = tail.pose;
+                solve(tail, pose, goal, cap);
+                if ((tail.end(pose, tail.ids.back()) - goal).length() <= 1e-4) break;
+            }
+            needed.push_back(cap);
+        }
+    }
+    std::sort(needed.begin(), needed.end());
+    state.counters["median_iterations"] = needed[needed.size() / 2];
+    state.counters["p90_iterations"] = needed[needed.size() * 9 / 10];
+    state.counters["unreached"] = double(std::count(needed.begin(), needed.end(), 100.0));
+}
+
+}  // namespace
+
+BENCHMARK(endWorldMatrix)->Arg(4)->Arg(8)->Arg(16);
+BENCHMARK_CAPTURE(solveTime, chain, chain)->Arg(4)->Arg(8)->Arg(16);
+BENCHMARK_CAPTURE(solveTime, list, list)->Arg(4)->Arg(8)->Arg(16);
+BENCHMARK_CAPTURE(solveTime, threeD, threeD)->Arg(4)->Arg(8)->Arg(16);
+BENCHMARK_CAPTURE(iterationsNeeded, chain, chain)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
+BENCHMARK_CAPTURE(iterationsNeeded, list, list)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
+BENCHMARK_CAPTURE(iterationsNeeded, threeD, threeD)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);

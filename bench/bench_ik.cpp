@@ -1,0 +1,129 @@
+// IK solves per second: the two-joint solver on a hip-knee-ankle leg below a pelvis, beside the
+// cost of evaluating that chain's world matrices, and the sphere solver on a four-joint leg. Each
+// iteration is one solve, cycling over 1,024 targets (half of them beyond reach); the chain's
+// joint poses are put back first, so every solve starts from the same pose.
+#include <benchmark/benchmark.h>
+
+#include <Imath/ImathMatrix.h>
+
+#include <vector>
+
+#include "core/ik/SphereIK.h"
+#include "core/ik/TwoJointsIK.h"
+#include "core/pose/Pose.h"
+#include "core/pose/Poser.h"
+#include "core/skeleton/Skeleton.h"
+
+using namespace ZeltoCore;
+using Imath::V3d;
+
+namespace {
+
+// world -> pelvis -> hip -> knee -> ankle -> toe, every joint slightly rotated.
+Skeleton makeLeg() {
+    Skeleton s(6);
+    const V3d translations[] = {{0, 0, 0},       {0, 1.0, 0},       {0.15, -0.1, 0},
+                                {0, -0.45, 0.1}, {0, -0.45, -0.05}, {0, -0.05, 0.12}};
+    for (unsigned short i = 0; i < 6; ++i) {
+        if (i) s[i - 1].addChild(&s[i]);
+        Imath::Quatd q;
+        q.setAxisAngle(V3d(1, 0.2 * i, 0.1).normalized(), 0.03 * i);
+        s[i].setRotation(q);
+        s[i].setTranslation(translations[i]);
+    }
+    return s;
+}
+
+// Around the hip: even indices within reach, odd ones beyond it.
+std::vector<V3d> makeTargets(const V3d& hip) {
+    std::vector<V3d> targets;
+    for (int i = 0; i < 1024; ++i) {
+        const V3d direction =
+            V3d(0.4 * ((i * 7) % 11 - 5) / 5.0, -1.0, 0.4 * ((i * 13) % 9 - 4) / 4.0).normalized();
+        targets.push_back(hip + direction * (i % 2 ? 1.3 : 0.3 + 0.5 * (i % 64) / 64.0));
+    }
+    return targets;
+}
+
+struct Leg {
+    Skeleton skeleton = makeLeg();
+    Pose pose{&skeleton, true};
+    Pose start;
+    std::vector<V3d> targets;
+
+    explicit Leg(bool parentSpace) {
+        if (!parentSpace) pose.convertToLocalSpace(&skeleton);
+        start = pose;
+        targets = makeTargets(Poser(&skeleton).getWorldMatrix(pose, 2).translation());
+    }
+    // The chain's joint poses as they were.
+    void reset() {
+        for (unsigned short j = 2; j < 6; ++j)
+            pose.jointPose(j) = start.jointPose(j);
+    }
+};
+
+enum class Pole { Given, Null, NoPoleForm };
+
+void twoJoints(benchmark::State& state, bool parentSpace, Pole mode) {
+    Leg leg(parentSpace);
+    V3d pole(0, 0, 1);
+    std::size_t i = 0;
+    for (auto _ : state) {
+        leg.reset();
+        const V3d& target = leg.targets[i++ & 1023];
+        if (mode == Pole::NoPoleForm) {
+            solveTwoJointsIKNoPoleVector(leg.pose, leg.skeleton, target, 2, 3, 4, 1.0, true, 0.05);
+        } else {
+            solveTwoJointsIK(leg.pose, leg.skeleton, target, 2, 3, 4, 1.0, true, 0.05,
+                             mode == Pole::Given ? &pole : nullptr);
+        }
+        benchmark::DoNotOptimize(leg.pose.jointPose(3));
+    }
+}
+
+// What evaluating hip, knee and ankle costs through the poser.
+void chainWorldMatrices(benchmark::State& state) {
+    Leg leg(false);
+    const Poser poser(&leg.skeleton);
+    for (auto _ : state) {
+        leg.reset();
+        for (unsigned short j = 2; j < 5; ++j)
+            benchmark::DoNotOptimize(poser.getWorldMatrix(leg.pose, j));
+    }
+}
+
+// The one-pass evaluation of every joint of the leg.
+void allWorldMatrices(benchmark::State& state) {
+    Leg leg(false);
+    const Poser poser(&leg.skeleton);
+    std::vector<Imath::M44d> out;
+    for (auto _ : state) {
+        leg.reset();
+        poser.getAllWorldMatrixInPlace(leg.pose, out);
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+
+void sphere(benchmark::State& state) {
+    Leg leg(false);
+    V3d pole(0, 0, -1);
+    const std::vector<unsigned short> mids = {3, 4};
+    std::size_t i = 0;
+    for (auto _ : state) {
+        leg.reset();
+        V3d target = leg.targets[i++ & 1023];
+        sphereIKSolver(leg.pose, leg.skeleton, target, 2, mids, 5, &pole);
+        benchmark::DoNotOptimize(leg.pose.jointPose(4));
+    }
+}
+
+}  // namespace
+
+BENCHMARK_CAPTURE(twoJoints, local_pole, false, Pole::Given);
+BENCHMARK_CAPTURE(twoJoints, local_nullPole, false, Pole::Null);
+BENCHMARK_CAPTURE(twoJoints, local_noPoleForm, false, Pole::NoPoleForm);
+BENCHMARK_CAPTURE(twoJoints, parent_pole, true, Pole::Given);
+BENCHMARK(chainWorldMatrices);
+BENCHMARK(allWorldMatrices);
+BENCHMARK(sphere);

@@ -1,0 +1,96 @@
+#include "core/ik/FabrikIK.h"
+
+#include <Imath/ImathQuat.h>
+
+#include <cmath>
+
+#include "core/ik/internal/FabrikCommon.h"
+#include "core/ik/internal/IkCommon.h"
+#include "core/math/Transform.h"
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
+
+namespace ZeltoCore {
+
+using namespace detail;
+
+void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
+                    const std::vector<unsigned short>& midJoints, unsigned short endId,
+                    double tolerance, unsigned int maxIterations, unsigned int steps,
+                    V3d* poleVector) {
+    if (midJoints.empty()) return;
+    if (!poleVector) {
+        ikWarning(kFabrikPoleWarning);
+        return;
+    }
+    const JointIds chain = namedChain(startId, midJoints, endId);
+    if (!checkIkInput(pose, skeleton, chain, target, poleVector) ||
+        !checkDirectChain(skeleton, chain)) {
+        return;
+    }
+    const size_t n = chain.size();
+    constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
+
+    ChainJoints joints = evaluateChain(pose, skeleton, chain, parentSpace);
+    const V3d start = joints[0].world.translation();
+    if (!checkReachable(start, target)) return;
+
+    // The bend plane holds the first bone and the pole. The frame's x axis lies in that plane
+    // across the pole, y is the plane normal, z the pole, and the start is its origin.
+    const V3d pole = poleVector->normalized();
+    const V3d firstBone = (start - joints[1].world.translation()).normalized();
+    if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
+        ikWarning(kFabrikPoleWarning);
+        return;
+    }
+    *poleVector = pole;
+    const V3d normal = (firstBone % pole).normalized();
+    const V3d side = (pole % normal).normalized();
+    const M44d frame(side.x, side.y, side.z, 0, normal.x, normal.y, normal.z, 0, pole.x, pole.y,
+                     pole.z, 0, start.x, start.y, start.z, 1);
+    const M44d toFrame = frame.inverse();
+
+    // p: positions flattened onto the plane, in the frame; offset: what the flattening removed.
+    Positions p(n), offset(n);
+    for (size_t i = 0; i < n; ++i) {
+        const V3d x = joints[i].world.translation();
+        V3d inFrame;
+        toFrame.multVecMatrix(start + projectOntoPlane(x - start, normal), p[i]);
+        toFrame.multVecMatrix(x, inFrame);
+        offset[i] = inFrame - p[i];
+    }
+    std::vector<double> lengths(n - 1);
+    for (size_t i = 0; i + 1 < n; ++i)
+        lengths[i] = (p[i + 1] - p[i]).length();
+
+    // The flat goal keeps the chain's planar direction; the final aim turns it to the target.
+    const V3d base = p[0];
+    const V3d goal = (target - start).length() * (p[n - 1] - base).normalized();
+    const V3d firstEnd = p[n - 1];
+    unsigned int iterations = 0;
+    for (unsigned int step = 0; step < steps; ++step) {
+        const double t = steps == 1 ? 1.0 : double(step) / double(steps - 1);
+        fabrikIterate(p, lengths, firstEnd + (goal - firstEnd) * t, tolerance, maxIterations,
+                      iterations, 0.0);
+    }
+
+    const Imath::Matrix33<double> turn = rotationBetween(p[n - 1] - base, goal - base).toMatrix33();
+    for (size_t i = 1; i < n; ++i)
+        p[i] = base + (p[i] - base) * turn;
+    const double reach = (p[n - 1] - base).length();
+    const double ratio = reach > 0.0 ? (goal - base).length() / reach : 1.0;
+
+    // Reached: the in-plane positions. Otherwise the flat chain is scaled along its axis to the
+    // goal distance and each joint gets its offset from the plane back. Goals replace p.
+    const bool reached = std::abs(ratio - 1.0) <= 0.0001;
+    const V3d axis = (p[n - 1] - base).normalized();
+    for (size_t i = 0; i < n; ++i) {
+        V3d q = p[i];
+        if (!reached) q += axis * (((q - base) ^ axis) * (ratio - 1.0)) + offset[i];
+        frame.multVecMatrix(q, p[i]);
+    }
+    turnBones(pose, skeleton, joints, p, false, parentSpace);
+    aimStart(pose, skeleton, joints, target, parentSpace);
+}
+
+}  // namespace ZeltoCore

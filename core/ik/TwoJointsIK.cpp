@@ -1,0 +1,211 @@
+#include "core/ik/TwoJointsIK.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/ik/internal/IkCommon.h"
+#include "core/math/Transform.h"
+#include "core/pose/Pose.h"
+#include "core/pose/Poser.h"
+#include "core/skeleton/Skeleton.h"
+
+namespace ZeltoCore {
+
+using namespace detail;
+
+namespace {
+
+constexpr double kStretchOff = 0.0001;
+
+struct ChainIds {
+    unsigned short root, mid, end;
+};
+
+// World matrices of root and mid and the end's position, below the root's parent's world matrix.
+struct Chain {
+    Pose& pose;
+    const Skeleton& skeleton;
+    ChainIds ids;
+    bool parentSpace;
+    M44d parent;
+    M44d root{}, mid{};
+    V3d end{};
+
+    void measure() {
+        root = multiplyAffine(localMatrix(pose, skeleton, ids.root, parentSpace), parent);
+        measureBelowRoot();
+    }
+    void measureBelowRoot() {
+        mid = worldMatrixBelow(pose, skeleton, ids.root, root, ids.mid, parentSpace);
+        end = worldPositionBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);
+    }
+};
+
+double clampedAcos(double x) {
+    return std::acos(std::clamp(x, -1.0, 1.0));
+}
+
+// Bend axis of a chain without a bend plane (parallel bones, or a zero-length one): perpendicular
+// to the chain and turned so that bending moves the mid joint towards `pole`.
+V3d straightBendAxis(const V3d& ab, const V3d& bc, const V3d& pole) {
+    const V3d u = (ab ^ ab) > 0.0 ? ab : bc;
+    if ((u ^ u) == 0.0) return V3d(0.0);
+    V3d n = pole % u;
+    if (n.length() <= 1e-9 * u.length()) {
+        // No usable pole: the coordinate axis least aligned with the chain.
+        const V3d m(std::abs(u.x), std::abs(u.y), std::abs(u.z));
+        const V3d e = m.x <= m.y && m.x <= m.z ? V3d(1, 0, 0)
+                      : m.y <= m.z             ? V3d(0, 1, 0)
+                                               : V3d(0, 0, 1);
+        n = u % e;
+    }
+    return n.normalized();
+}
+
+// Pole of the forms without one: the bind pose's bend (the mid joint's offset from the bind line
+// from root to end), turned as the skeleton's top joint has moved.
+V3d bindPole(const Chain& chain) {
+    const Skeleton& skeleton = chain.skeleton;
+    const Poser poser(&skeleton);
+    const M44d root = poser.getWorldBindMatrix(chain.ids.root);
+    const V3d b0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.mid);
+    const V3d c0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.end);
+    const V3d p0 = root.translation();
+    const unsigned short top = skeleton.root()->id();
+    const V3d r0 = poser.getWorldBindMatrix(top).translation();
+    const V3d r = poser.getWorldMatrix(chain.pose, top).translation();
+    return rotationBetween(r0, r).rotateVector(offsetFromLine(b0, p0, c0).normalized());
+}
+
+// Twist about the root-to-target line that turns the side the mid joint lies on (the aimed
+// first bone across the line, or the aimed bend when that bone lies on it) onto `towards`.
+Quatd twistTowards(const Quatd& aim, const V3d& towards, const V3d& bend, const V3d& ab,
+                   const V3d& at) {
+    if (isParallel(towards, at) || (at ^ at) == 0.0) return Quatd();
+    const V3d aimedAb = aim.rotateVector(ab);
+    const V3d f = isParallel(aimedAb, at) ? aim.rotateVector(bend) : aimedAb;
+    const V3d fp = projectOntoPlane(f, at);
+    const V3d gp = projectOntoPlane(towards, at);
+    if (fp.length() <= 1e-5 * f.length() || gp.length() <= 1e-5 * towards.length()) {
+        return Quatd();
+    }
+    if (std::abs((fp.normalized() ^ gp.normalized()) + 1.0) < 1e-5) {
+        // Opposite sides: half a turn about the line itself (setRotation would pick any axis).
+        Quatd half;
+        half.setAxisAngle(at, M_PI);
+        return half;
+    }
+    return rotationBetween(fp, gp);
+}
+
+void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids, double stretch,
+           bool soft, double softDistance, const V3d* poleVector, bool bindPoleForm,
+           bool parentSpace) {
+    if (!checkIkInput(pose, skeleton, {ids.root, ids.mid, ids.end}, target, poleVector) ||
+        !checkIkChain(skeleton, {ids.root, ids.mid, ids.end})) {
+        return;
+    }
+    Chain chain{pose, skeleton, ids, parentSpace, parentWorldMatrix(pose, skeleton, ids.root)};
+    chain.measure();
+    if (parentSpace) {
+        // Bend from the bind bend, unless the bind chain is straight.
+        Quatd& midRotation = pose.jointPose(ids.mid).rotation;
+        const Quatd saved = midRotation;
+        midRotation = skeleton.joint(ids.mid).rotation();
+        chain.measureBelowRoot();
+        const V3d a = chain.root.translation();
+        if (((chain.mid.translation() - a).normalized() ^ (chain.end - a).normalized()) > 0.9999) {
+            midRotation = saved;
+            chain.measureBelowRoot();
+        }
+    }
+    const M44d root = chain.root;
+    const V3d a = root.translation();
+    const V3d b = chain.mid.translation();
+    const V3d c = chain.end;
+    const V3d ab = b - a, bc = c - b, ac = c - a;
+    const V3d bend = projectOntoPlane(ab, ac);
+    V3d pole = bindPoleForm ? bindPole(chain) : poleVector ? *poleVector : bend;
+    pole.normalize();
+
+    V3d at = target - a;
+    bool softApplied = false;
+    if (soft && softDistance > 0.0 && std::isfinite(softDistance)) {
+        const double d = at.length();
+        const double da = std::max(ab.length() + bc.length() - softDistance, 0.0);
+        if (d > da) {
+            at = at.normalized() * (da + softDistance * (1.0 - std::exp(-(d - da) / softDistance)));
+            softApplied = true;
+        }
+    }
+
+    // Bend the mid joint to the root-to-target distance.
+    const double l1 = ab.length(), l2 = bc.length(), lt = at.length();
+    const double current = clampedAcos(ab.normalized() ^ bc.normalized());
+    V3d n = ab % bc;
+    n = n.length() > 1e-9 * l1 * l2 ? n.normalized() : straightBendAxis(ab, bc, pole);
+    const double wanted =
+        l1 * l2 > 0.0 ? clampedAcos((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2)) : current;
+    const double angle = wanted - current;
+    Quatd bendRotation;
+    if ((n ^ n) > 0.0) bendRotation.setAxisAngle(n, angle);
+    applyWorldRotation(pose, ids.mid, chain.mid, bendRotation);
+
+    // Aim the root at the target, then twist it about the root-to-target line: the given pole,
+    // or the bind pole as the aim carries it. (Twisting first would move the end off the line.)
+    const V3d aimed = ab + bendRotation.rotateVector(bc);
+    const Quatd aim = rotationBetween(aimed, at);
+    const V3d towards = bindPoleForm ? aim.rotateVector(pole) : pole;
+    applyWorldRotation(pose, ids.root, root, twistTowards(aim, towards, bend, ab, at) * aim);
+
+    // Stretch every segment from the root's child to the end by s. The rotations carried the end
+    // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
+    // and s = 1 would write back what the joints already hold.
+    const double ratio = softApplied ? (target - a).length() / lt : lt / aimed.length();
+    const double s =
+        stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) && ratio > 1.0
+            ? 1.0 + (ratio - 1.0) * stretch
+            : 1.0;
+    if (s == 1.0) return;
+    for (int j = ids.end; j != ids.root;
+         j = skeleton.joint(static_cast<unsigned short>(j)).parent()->id())
+        scaleJointOffset(pose, skeleton, static_cast<unsigned short>(j), s, parentSpace);
+}
+
+}  // namespace
+
+void solveTwoJointsIK(Pose& pose, const Skeleton& skeleton, const Imath::Vec3<double>& target,
+                      unsigned short rootId, unsigned short midId, unsigned short endId,
+                      double stretch, bool soft, double softDistance,
+                      Imath::Vec3<double>* poleVector) {
+    solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
+          false, pose.inParentSpace());
+}
+
+void solveTwoJointsIKInParentSpace(Pose& pose, const Skeleton& skeleton,
+                                   const Imath::Vec3<double>& target, unsigned short rootId,
+                                   unsigned short midId, unsigned short endId, double stretch,
+                                   bool soft, double softDistance,
+                                   Imath::Vec3<double>* poleVector) {
+    solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
+          false, true);
+}
+
+void solveTwoJointsIKNoPoleVector(Pose& pose, const Skeleton& skeleton,
+                                  const Imath::Vec3<double>& target, unsigned short rootId,
+                                  unsigned short midId, unsigned short endId, double stretch,
+                                  bool soft, double softDistance) {
+    solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
+          true, pose.inParentSpace());
+}
+
+void solveTwoJointsIKNoPoleVectorInParentSpace(Pose& pose, const Skeleton& skeleton,
+                                               const Imath::Vec3<double>& target,
+                                               unsigned short rootId, unsigned short midId,
+                                               unsigned short endId, double stretch, bool soft,
+                                               double softDistance) {
+    solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
+          true, true);
+}
+
+}  // namespace ZeltoCore

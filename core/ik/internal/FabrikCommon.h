@@ -1,0 +1,77 @@
+// FabrikCommon: what the FABRIK solvers share beyond the IK conventions (internal, not exported).
+//
+// FABRIK (Aristidou and Lasenby, 2011) alternates a backward pass that drags the chain from the
+// goal and a forward pass that drags it back from its fixed base, each keeping bone lengths.
+// The position passes below work on plain position arrays; a bone whose ends lie closer than
+// `minStep` (and never at distance 0) is left as it is, so coincident joints never divide by zero.
+// The pose passes turn solved positions into joint rotations through the IK conventions.
+#pragma once
+
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathVec.h>
+
+#include <vector>
+
+namespace ZeltoCore {
+
+class Pose;
+class Skeleton;
+
+namespace detail {
+
+using Positions = std::vector<Imath::Vec3<double>>;
+using JointIds = std::vector<unsigned short>;
+
+constexpr const char* kFabrikPoleWarning = "Missing or 0 length pole vector!";
+
+// Iterates FABRIK on `p` (bone k from p[k] to p[k+1] of length lengths[k]) with p[0] as the fixed
+// base, until p.back() is within `tolerance` of `goal` or `iterations` reaches `maxIterations`.
+// Runs at least once. `iterations` is the caller's counter and is not reset, so a cap spent by one
+// call leaves one iteration to each later call. Also stops once an iteration no longer moves the
+// end (by 1e-12 of the chain length), so a huge cap cannot spin on a goal it cannot improve;
+// returns false in that case.
+bool fabrikIterate(Positions& p, const std::vector<double>& lengths,
+                   const Imath::Vec3<double>& goal, double tolerance, unsigned int maxIterations,
+                   unsigned int& iterations, double minStep);
+
+// Lays the chain out from p[0] straight towards `goal`, every bone at its length (the pass for a
+// goal out of reach). Bones whose start is within `minStep` of the goal stay where they are.
+void fabrikLayTowards(Positions& p, const std::vector<double>& lengths,
+                      const Imath::Vec3<double>& goal, double minStep);
+
+// The list (start, mids..., end).
+JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end);
+
+// Refuses (the chain warning, false) a list in which a joint is not the direct child of the one
+// before, and a chain whose top sits on cyclic links. Ids must already be within the skeleton.
+bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain);
+
+// Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
+bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
+
+// The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
+// its own world matrix (local * above).
+struct ChainJoint {
+    unsigned short id;
+    Imath::Matrix44<double> local, above, world;
+};
+using ChainJoints = std::vector<ChainJoint>;
+
+// Evaluates the listed joints from the world matrix of the first one's parent down; joints
+// between two listed ones are carried along. The chain must have passed checkIkChain.
+ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
+                          bool parentSpace);
+
+// Turns every joint of `chain` but the last, from the top down, so that its bone points where
+// `goals` say: at goals[k+1] from the joint's current position, or with `bones` along
+// goals[k+1] - goals[k]. Keeps every matrix of `chain` current.
+void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
+               bool bones, bool parentSpace);
+
+// Turns the first joint about its position so that the end, at chain.back().world's translation,
+// lies on the way to `target`. Only chain.front() stays current.
+void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+              const Imath::Vec3<double>& target, bool parentSpace);
+
+}  // namespace detail
+}  // namespace ZeltoCore

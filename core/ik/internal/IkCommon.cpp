@@ -1,0 +1,233 @@
+#include "core/ik/internal/IkCommon.h"
+
+#include <cmath>
+
+#include "core/metadata/MetadataImpl.h"
+#include "core/pose/Pose.h"
+#include "core/pose/Poser.h"
+#include "core/skeleton/Skeleton.h"
+
+namespace ZeltoCore {
+namespace detail {
+
+namespace {
+
+bool checkInput(const Pose& pose, const Skeleton& skeleton, const unsigned short* ids,
+                std::size_t count, const V3d& target, const V3d* pole) {
+    const unsigned short n = skeleton.numJoints();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (ids[i] >= n) {
+            ikWarning(kBadJointIdWarning);
+            return false;
+        }
+    }
+    if (pose.numJoints() != n) {
+        ikWarning(kPoseSizeWarning);
+        return false;
+    }
+    if (!isFinite(target) || (pole && !isFinite(*pole))) {
+        ikWarning(kNotFiniteWarning);
+        return false;
+    }
+    return true;
+}
+
+// Parent of a joint as an id, or -1; a link that leaves the skeleton counts as none.
+int parentId(const Skeleton& skeleton, unsigned short id) {
+    const Joint* parent = skeleton.joint(id).parent();
+    return parent && parent->id() < skeleton.numJoints() ? parent->id() : -1;
+}
+
+bool checkChain(const Skeleton& skeleton, const unsigned short* chain, std::size_t count) {
+    bool ok = count > 0;
+    for (std::size_t i = 1; ok && i < count; ++i)
+        ok = isAncestor(skeleton, chain[i - 1], chain[i]);
+    if (ok) {
+        // The top of the chain must reach a joint without parent, or the poser never returns.
+        int k = chain[0];
+        unsigned int steps = 0;
+        while (k >= 0 && steps++ <= skeleton.numJoints())
+            k = parentId(skeleton, static_cast<unsigned short>(k));
+        ok = k < 0;
+    }
+    if (!ok) ikWarning(kNotAChainWarning);
+    return ok;
+}
+
+}  // namespace
+
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
+                  std::initializer_list<unsigned short> ids, const V3d& target, const V3d* pole) {
+    return checkInput(pose, skeleton, ids.begin(), ids.size(), target, pole);
+}
+
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
+                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole) {
+    return checkInput(pose, skeleton, ids.data(), ids.size(), target, pole);
+}
+
+bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain) {
+    return checkChain(skeleton, chain.begin(), chain.size());
+}
+
+bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain) {
+    return checkChain(skeleton, chain.data(), chain.size());
+}
+
+bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id) {
+    int k = parentId(skeleton, id);
+    for (unsigned int steps = 0; k >= 0 && steps < skeleton.numJoints(); ++steps) {
+        if (k == ancestor) return true;
+        k = parentId(skeleton, static_cast<unsigned short>(k));
+    }
+    return false;
+}
+
+bool isFinite(const V3d& v) {
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
+    const Joint* parent = skeleton.joint(upperId).parent();
+    return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();
+}
+
+namespace {
+
+// The product of the local matrices strictly between `upperId` and `lowerId`, times upperWorld:
+// the world matrix of lowerId's parent. Bounded so that cyclic links cannot keep the walk going.
+template <class Local>
+M44d parentWorldBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId, Local local) {
+    int k = parentId(skeleton, lowerId);
+    if (k == upperId) return upperWorld;
+    M44d between;
+    for (unsigned int steps = 0; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
+        between = multiplyAffine(between, local(static_cast<unsigned short>(k)));
+        k = parentId(skeleton, static_cast<unsigned short>(k));
+    }
+    return multiplyAffine(between, upperWorld);
+}
+
+M44d parentWorldBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    return parentWorldBelow(skeleton, upperId, upperWorld, lowerId, [&](unsigned short k) {
+        return localMatrix(pose, skeleton, k, parentSpace);
+    });
+}
+
+}  // namespace
+
+M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    return multiplyAffine(
+        localMatrix(pose, skeleton, lowerId, parentSpace),
+        parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace));
+}
+
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    // The translation row of the local matrix: the pose's, carried through the bind transform
+    // in local space.
+    V3d t = pose.jointPose(lowerId).translation;
+    if (!parentSpace) {
+        const M44d bind = skeleton.joint(lowerId).matrix();
+        bind.multVecMatrix(V3d(t), t);
+    }
+    V3d world;
+    parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace)
+        .multVecMatrix(t, world);
+    return world;
+}
+
+V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId) {
+    const M44d parent =
+        parentWorldBelow(skeleton, upperId, upperWorld, lowerId,
+                         [&](unsigned short k) { return skeleton.joint(k).matrix(); });
+    V3d world;
+    parent.multVecMatrix(skeleton.joint(lowerId).translation(), world);
+    return world;
+}
+
+void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const V3d& axis,
+                        double angle) {
+    if (axis.length() == 0.0) return;
+    Quatd q;
+    q.setAxisAngle(axis, angle);
+    applyWorldRotation(pose, id, world, q);
+}
+
+void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation) {
+    // The same angle about the axis carried into the joint's frame: (cos, sin * axis) keeps its
+    // cosine and sine, so no angle needs to be taken out and put back.
+    const double length = rotation.length();
+    const double sinHalf = rotation.v.length();
+    if (sinHalf == 0.0) return;
+    V3d axis;
+    world.inverse().multDirMatrix(rotation.v, axis);
+    axis.normalize();
+    if ((axis ^ axis) == 0.0) return;
+    JointPose& jointPose = pose.jointPose(id);
+    jointPose.rotation = jointPose.rotation * Quatd(rotation.r / length, axis * (sinHalf / length));
+}
+
+Quatd rotationBetween(const V3d& from, const V3d& to) {
+    Quatd q;
+    if (from.length() > 0.0 && to.length() > 0.0) q.setRotation(from, to);
+    return q;
+}
+
+V3d projectOntoPlane(const V3d& v, const V3d& normal) {
+    const double nn = normal ^ normal;
+    return nn > 0.0 ? v - normal * ((v ^ normal) / nn) : v;
+}
+
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c) {
+    return projectOntoPlane(p - a, c - a);
+}
+
+void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
+                      const M44d& parentWorld, bool parentSpace) {
+    const M44d relative = world * parentWorld.inverse();
+    pose.jointPose(id).setMatrix(parentSpace ? relative
+                                             : relative * skeleton.joint(id).matrix().inverse());
+}
+
+void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace) {
+    V3d& t = pose.jointPose(id).translation;
+    if (parentSpace) {
+        t *= s;
+        return;
+    }
+    // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
+    // the change of tB too.
+    const M44d bind = skeleton.joint(id).matrix();
+    V3d bindInPose;
+    bind.inverse().multDirMatrix(bind.translation(), bindInPose);
+    t = t * s + bindInPose * (s - 1.0);
+}
+
+bool hasSkipIk(const Skeleton& skeleton, unsigned short id) {
+    if (!skeleton.jointHasMetadata(id)) return false;
+    const MapMetadata& map = skeleton.jointMetadata(id);
+    return map.hasKey(kSkipIkKey) || map.hasKey(kSkipIkPrefixedKey);
+}
+
+JointLimits jointLimits(const Skeleton& skeleton, unsigned short id) {
+    JointLimits limits;
+    if (!skeleton.jointHasMetadata(id)) return limits;
+    const MapMetadata& map = skeleton.jointMetadata(id);
+    auto read = [&map](const char* key, V3d& out) {
+        const std::shared_ptr<const Metadata> value = map.getEntry(key);
+        if (value && value->typeId() == MetadataImpl<V3d>::staticTypeId())
+            out = static_cast<const MetadataImpl<V3d>&>(*value).get();
+    };
+    read(kJointLimitMinKey, limits.min);
+    read(kJointLimitMaxKey, limits.max);
+    return limits;
+}
+
+}  // namespace detail
+}  // namespace ZeltoCore

@@ -1,0 +1,155 @@
+// Operations every IK solver shares: joint matrices in both pose spaces, world matrices down a
+// chain, world rotations composed onto joints, world matrices written back, the joint metadata
+// keys the solvers read, their warnings and the input guard each solver runs first.
+//
+// Matrices are row-vector Imath matrices: world(j) = local(j) * world(parent(j)). `parentSpace`
+// says how joint poses are read: true, local(j) = jointPose(j).matrix(); false (local space),
+// local(j) = jointPose(j).matrix() * bind matrix of j. A chain whose upper joint has no parent
+// uses the identity as that parent's world matrix.
+//
+// Guard texts (each emitted with one trailing space, like every solver warning):
+//   "Invalid IK input: joint id beyond the skeleton"
+//   "Invalid IK input: the pose does not have one joint pose per skeleton joint"
+//   "Invalid IK input: target or pole vector is not finite"
+//   "Invalid IK input: the joints do not form a chain"
+//
+//   if (!detail::checkIkInput(pose, skeleton, {root, mid, end}, target, pole)) return;
+//   M44d parentWorld = detail::parentWorldMatrix(pose, skeleton, root);
+#pragma once
+
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathQuat.h>
+#include <Imath/ImathVec.h>
+
+#include <cstddef>
+#include <initializer_list>
+#include <vector>
+
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
+#include "utils/Logger.h"
+
+namespace ZeltoCore {
+
+namespace detail {
+
+using M44d = Imath::Matrix44<double>;
+using V3d = Imath::Vec3<double>;
+using Quatd = Imath::Quat<double>;
+
+// Guard texts, exported for the tests of every solver.
+constexpr const char* kBadJointIdWarning = "Invalid IK input: joint id beyond the skeleton";
+constexpr const char* kPoseSizeWarning =
+    "Invalid IK input: the pose does not have one joint pose per skeleton joint";
+constexpr const char* kNotFiniteWarning = "Invalid IK input: target or pole vector is not finite";
+constexpr const char* kNotAChainWarning = "Invalid IK input: the joints do not form a chain";
+
+// Joint metadata keys.
+constexpr const char* kSkipIkKey = "skipIk";
+constexpr const char* kSkipIkPrefixedKey = "zelto_skipIk";
+constexpr const char* kJointLimitMinKey = "jointLimitRotationMin";
+constexpr const char* kJointLimitMaxKey = "jointLimitRotationMax";
+
+// One warning: every piece followed by one space ("a" 3 "b" -> "a 3 b ").
+template <class... Pieces>
+void ikWarning(const Pieces&... pieces) {
+    auto proxy = ZeltoUtils::Logger::warning();
+    ((proxy << pieces << ' '), ...);
+}
+
+// Refuses (one warning, false) ids at or beyond the skeleton's joint count, a pose whose joint
+// count differs from the skeleton's, and a non-finite target or pole (pole may be null).
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
+                  std::initializer_list<unsigned short> ids, const V3d& target, const V3d* pole);
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
+                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole);
+// Refuses (one warning, false) a list in which a joint is not an ancestor of the next, or whose
+// first joint does not reach a top joint within numJoints() steps (cyclic links). Ids must
+// already be within the skeleton.
+bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain);
+bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain);
+
+// True when `ancestor` lies on the parent path of `id` (not id itself), within numJoints() steps.
+bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id);
+
+bool isFinite(const V3d& v);
+
+// a * b for matrices whose last column is (0, 0, 0, 1), as joint transforms and their products
+// are: the general product's sums without the terms known to be zero.
+inline M44d multiplyAffine(const M44d& a, const M44d& b) {
+    M44d c;
+    for (int i = 0; i < 4; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            c[i][k] = a[i][0] * b[0][k] + a[i][1] * b[1][k] + a[i][2] * b[2][k];
+        }
+    }
+    for (int k = 0; k < 3; ++k)
+        c[3][k] += b[3][k];
+    return c;
+}
+
+// The joint's transform relative to its parent joint.
+inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id,
+                        bool parentSpace) {
+    const M44d m = pose.jointPose(id).matrix();
+    return parentSpace ? m : multiplyAffine(m, skeleton.joint(id).matrix());
+}
+
+// World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.
+M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId);
+
+// world(lower) from the known world matrix of `upperId`, an ancestor of `lowerId`: the local
+// matrices of the joints in between are multiplied up the parent path.
+M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace);
+
+// worldMatrixBelow(...).translation(), without building the lower joint's rotation.
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace);
+
+// The same in the bind pose: upperWorld is the bind world matrix of upperId.
+V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
+                      unsigned short lowerId);
+
+// Composes a world-space rotation onto joint `id`, whose world matrix before the change is
+// `world`: the joint's new world matrix is its old one followed by the rotation. The axis is
+// carried into the joint's frame; a zero axis (or zero vector part) leaves the joint unchanged.
+void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const V3d& axis,
+                        double angle);
+void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation);
+
+// The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
+// Quat::setRotation would give the zero quaternion).
+Quatd rotationBetween(const V3d& from, const V3d& to);
+
+// v without its component along `normal` (v itself for a zero normal).
+V3d projectOntoPlane(const V3d& v, const V3d& normal);
+
+// The offset of point p from the line through a and c (p - a for a == c).
+V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c);
+
+// Gives joint `id` the world matrix `world`, `parentWorld` being its parent's current world
+// matrix. Goes through JointPose::setMatrix, so shear is dropped.
+void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, const M44d& world,
+                      const M44d& parentWorld, bool parentSpace);
+
+// Scales the joint's offset from its parent joint by s, as seen in world space, keeping its
+// rotation and scale: the translation part of writing back a world matrix whose offset from the
+// parent's was scaled, without re-extracting the rest.
+void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace);
+
+// Whether the skeleton marks the joint to be left out of IK ("skipIk" or "zelto_skipIk", any
+// value). Never inserts a metadata entry.
+bool hasSkipIk(const Skeleton& skeleton, unsigned short id);
+
+// Rotation limits of a joint in degrees, per axis. A key holding anything but a 3-vector of
+// doubles keeps the default.
+struct JointLimits {
+    V3d min{-180.0, -180.0, -180.0};
+    V3d max{180.0, 180.0, 180.0};
+};
+JointLimits jointLimits(const Skeleton& skeleton, unsigned short id);
+
+}  // namespace detail
+}  // namespace ZeltoCore

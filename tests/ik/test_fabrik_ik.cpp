@@ -1,0 +1,356 @@
+// Tests of the FABRIK solvers: reach, straight chains out of reach, skipped and stretched joints,
+// iteration counts, and refusals that leave the pose alone.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ik/FabrikIK.h"
+#include "core/ik/internal/IkCommon.h"
+#include "core/metadata/MetadataImpl.h"
+#include "tests/ik/IkRig.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Matchers.h"
+
+using namespace ZeltoCore;
+using namespace ZeltoTest;
+using Ids = std::vector<unsigned short>;
+using Points = std::vector<V3d>;
+
+namespace {
+
+// A scaled root (joint 0) and an n-joint chain 1 ... n under it. Bones of unequal length lie in
+// the y-z plane and every bind turns about x, so the bind pose is planar with the pole (0, 0, 1).
+Skeleton makeChain(unsigned short n) {
+    Skeleton s(n + 1);
+    for (unsigned short i = 0; i <= n; ++i) {
+        if (i) s[i - 1].addChild(&s[i]);
+        s[i].setTranslation(i ? V3d(0, 0.6 + 0.1 * (i % 3), 0.05 * i) : V3d(0.3, 1, -0.2));
+        s[i].setRotation(axisAngle(V3d(1, 0, 0), 0.1 * i - 0.2));
+        s[i].setScale(V3d(i ? 1.0 : 1.2));
+    }
+    return s;
+}
+
+Ids chainIds(unsigned short n) {
+    Ids ids;
+    for (unsigned short i = 1; i <= n; ++i)
+        ids.push_back(i);
+    return ids;
+}
+
+// The chain bent about x (staying planar) or twisted out of its plane too.
+Pose bentPose(const Skeleton& s, bool parentSpace, bool planar) {
+    Pose pose(&s, true);
+    for (unsigned short i = 1; i < s.numJoints(); ++i) {
+        const V3d axis = planar ? V3d(1, 0, 0) : V3d(1, 0.4 * i, -0.3);
+        JointPose& p = pose.jointPose(i);
+        p.rotation = axisAngle(axis, i % 2 ? 0.3 : -0.15) * p.rotation;
+    }
+    if (!parentSpace) pose.convertToLocalSpace(&s);
+    return pose;
+}
+
+Points positions(const Skeleton& s, const Pose& p) {
+    Points out;
+    for (unsigned short i = 0; i < s.numJoints(); ++i)
+        out.push_back(worldPosition(s, p, i));
+    return out;
+}
+
+double length(const Points& x, const Ids& ids) {
+    double total = 0;
+    for (size_t k = 1; k < ids.size(); ++k)
+        total += (x[ids[k]] - x[ids[k - 1]]).length();
+    return total;
+}
+
+// Every bone of the list keeps its length, or has it scaled by `scale`.
+void expectBones(const Points& before, const Points& after, const Ids& ids, double scale = 1) {
+    for (size_t k = 1; k < ids.size(); ++k)
+        EXPECT_NEAR((after[ids[k]] - after[ids[k - 1]]).length(),
+                    (before[ids[k]] - before[ids[k - 1]]).length() * scale, 1e-9)
+            << "bone to " << ids[k];
+}
+
+// Each listed joint lies on the ray from `from` through `to`.
+void expectOnRay(const Points& x, const Ids& ids, const V3d& from, const V3d& to) {
+    const V3d dir = (to - from).normalized();
+    for (unsigned short id : ids) {
+        const V3d d = x[id] - from;
+        EXPECT_NEAR((d - dir * (d ^ dir)).length(), 0.0, 1e-9) << "joint " << id;
+        EXPECT_GE(d ^ dir, -1e-9) << "joint " << id;
+    }
+}
+
+// A point at `fraction` of `length` from `from`, in one of four fixed directions.
+V3d targetAt(const V3d& from, double length, double fraction, int which) {
+    const V3d dirs[] = {{0.2, 0.9, 0.3}, {-0.7, 0.4, 0.5}, {0.1, -0.3, 0.95}, {0.6, 0.6, -0.5}};
+    return from + dirs[which % 4].normalized() * (length * fraction);
+}
+
+// The three solvers on the chain 1 ... n, by name, with a generous iteration cap.
+using Solve = std::function<void(Pose&, const V3d&)>;
+std::vector<std::pair<std::string, Solve>> solvers(const Skeleton& s, unsigned short n,
+                                                   double tol) {
+    const Ids ids = chainIds(n), mids(ids.begin() + 1, ids.end() - 1);
+    return {{"chain",
+             [&s, n, mids, tol](Pose& p, const V3d& t) {
+                 V3d pole(0, 0, 1);
+                 fabrikIKSolver(p, s, t, 1, mids, n, tol, 200, 1, &pole);
+             }},
+            {"list",
+             [&s, ids, tol](Pose& p, const V3d& t) {
+                 V3d pole(0, 0, 1);
+                 fabrikIKSolver2(p, s, t, ids, 0.0, tol, 200, 1, &pole);
+             }},
+            {"3d", [&s, n, mids, tol](Pose& p, const V3d& t) {
+                 V3d pole(0, 0, 1);  // not used, but the parent-space form wants one
+                 V3d target = t;
+                 fabrikIK3DSolver(p, s, target, 1, mids, {}, n, tol, 200, 1, &pole);
+             }}};
+}
+
+}  // namespace
+
+TEST(FabrikIK, ReachableTargetsAreMetWithinToleranceKeepingBoneLengths) {
+    for (unsigned short n : {3, 5, 8}) {
+        const Skeleton s = makeChain(n);
+        for (bool parentSpace : {false, true}) {
+            for (auto& [name, solve] : solvers(s, n, 1e-6)) {
+                // The planar solver reads local space, and keeps lengths only for a planar chain.
+                if (name == "chain" && parentSpace) continue;
+                const Pose start = bentPose(s, parentSpace, name == "chain");
+                const Points before = positions(s, start);
+                for (int k = 0; k < 4; ++k) {
+                    SCOPED_TRACE(name + " n=" + std::to_string(n) + " parentSpace=" +
+                                 std::to_string(parentSpace) + " target " + std::to_string(k));
+                    Pose pose = start;
+                    const V3d target =
+                        targetAt(before[1], length(before, chainIds(n)), 0.4 + 0.15 * k, k);
+                    solve(pose, target);
+                    const Points after = positions(s, pose);
+                    EXPECT_LE((after[n] - target).length(), 1e-6 + 1e-9);
+                    expectBones(before, after, chainIds(n));
+                    EXPECT_V3_NEAR(after[1], before[1], 1e-12);
+                }
+            }
+        }
+    }
+}
+
+TEST(FabrikIK, TargetsOutOfReachLayTheChainStraight) {
+    const Skeleton s = makeChain(5);
+    for (auto& [name, solve] : solvers(s, 5, 1e-6)) {
+        SCOPED_TRACE(name);
+        Pose pose = bentPose(s, false, name == "chain");
+        const Points before = positions(s, pose);
+        const V3d target = targetAt(before[1], length(before, chainIds(5)), 2.0, 1);
+        solve(pose, target);
+        const Points after = positions(s, pose);
+        expectOnRay(after, chainIds(5), before[1], target);
+        expectBones(before, after, chainIds(5));
+    }
+}
+
+TEST(FabrikIK, ChainSolverStepsIterationsAndPole) {
+    const Skeleton s = makeChain(5);
+    const Pose start = bentPose(s, false, true);
+    const Points before = positions(s, start);
+    auto run = [&](const V3d& target, unsigned int maxIterations, unsigned int steps) {
+        Pose pose = start;
+        V3d pole(0, 0, 4);
+        fabrikIKSolver(pose, s, target, 1, {2, 3, 4}, 5, 1e-8, maxIterations, steps, &pole);
+        EXPECT_EQ(pole, V3d(0, 0, 1));
+        return positions(s, pose);
+    };
+    const V3d near = targetAt(before[1], length(before, chainIds(5)), 0.5, 0);
+    for (unsigned int steps : {1u, 2u, 5u})
+        EXPECT_LE((run(near, 500, steps)[5] - near).length(), 1e-8 + 1e-9) << steps;
+    // maxIterations 0 and 1 both run one iteration, short of the target.
+    EXPECT_EQ(run(near, 0, 1), run(near, 1, 1));
+    EXPECT_GT((run(near, 1, 1)[5] - near).length(), 1e-4);
+    // No steps, no FABRIK: a target at the end's own distance only turns the chain rigidly.
+    const V3d same = before[1] + (near - before[1]).normalized() * (before[5] - before[1]).length();
+    const Points turned = run(same, 500, 0);
+    EXPECT_V3_NEAR(turned[5], same, 1e-9);
+    expectBones(before, turned, chainIds(5));
+    EXPECT_GT((run(near, 500, 0)[5] - near).length(), 1e-3);
+}
+
+TEST(FabrikIK, ListSolverPassesSkippedJointsRootsAndPairs) {
+    Skeleton s = makeChain(5);
+    const Ids ids = chainIds(5);
+    const Pose start = bentPose(s, false, false);
+    const Points before = positions(s, start);
+    const V3d target = targetAt(before[1], length(before, ids), 0.6, 2);
+    auto run = [&](unsigned int maxIterations, unsigned int passes) {
+        Pose pose = start;
+        V3d pole(0, 0, 2);
+        fabrikIKSolver2(pose, s, target, ids, 0.0, 0.0, maxIterations, passes, &pole);
+        EXPECT_EQ(pole, V3d(0, 0, 2));
+        return positions(s, pose);
+    };
+    // The iteration count runs on across passes: three passes capped at one iteration are three
+    // iterations in a row.
+    const Points three = run(3, 1), capped = run(1, 3);
+    for (unsigned short id : ids)
+        EXPECT_V3_NEAR(capped[id], three[id], 1e-12);
+    EXPECT_GT((run(1, 1)[5] - three[5]).length(), 1e-6);
+    // No passes: the chain is only flattened into the plane of the target line and the pole.
+    const Points flat = run(10, 0);
+    const V3d normal = ((target - before[1]).normalized() % V3d(0, 0, 1)).normalized();
+    for (unsigned short id : ids)
+        EXPECT_NEAR((flat[id] - before[1]) ^ normal, 0.0, 1e-9);
+    expectBones(before, flat, ids);
+
+    // Skipped joints end on the segment from their predecessor to the next solved joint.
+    s.addJointMetadata(2, "skipIk", std::make_shared<MetadataImpl<int>>(1));
+    s.addJointMetadata(4, "zelto_skipIk", std::make_shared<MetadataImpl<std::string>>(""));
+    const Points skipped = run(100, 2);
+    EXPECT_LE((skipped[5] - target).length(), 1e-9);
+    expectBones(before, skipped, ids);
+    expectOnRay(skipped, {2}, skipped[1], skipped[3]);
+    expectOnRay(skipped, {4}, skipped[3], skipped[5]);
+
+    // A root without parent starts from the identity; two joints need no pole.
+    for (const Ids& list : {Ids{0, 1, 2, 3}, Ids{0, 1}}) {
+        Pose pose = start;
+        const V3d goal = targetAt(before[list[0]], length(before, list), 0.8, 0);
+        V3d pole(1, 0, 0);
+        LogCapture log;
+        fabrikIKSolver2(pose, s, goal, list, 0.0, 1e-7, 100, 1, list.size() > 2 ? &pole : nullptr);
+        EXPECT_TRUE(log.warnings.empty());
+        const Points after = positions(s, pose);
+        expectBones(before, after, list);
+        if (list.size() > 2) {
+            EXPECT_LE((after[list.back()] - goal).length(), 1e-7 + 1e-9);
+        } else {
+            expectOnRay(after, {list.back()}, before[list[0]], goal);
+        }
+    }
+}
+
+TEST(FabrikIK, ThreeDSolverStretchesListedBonesOnlyAtOrBeyondReach) {
+    const Skeleton s = makeChain(5);
+    const Ids ids = chainIds(5);
+    for (bool parentSpace : {false, true}) {
+        SCOPED_TRACE(parentSpace);
+        const Pose start = bentPose(s, parentSpace, false);
+        const Points before = positions(s, start);
+        const double chain = length(before, ids);
+        auto run = [&](double fraction, const Ids& stretch, unsigned int maxIterations) {
+            Pose pose = start;
+            V3d target = targetAt(before[1], chain, fraction, 2), pole(0, 1, 0);
+            fabrikIK3DSolver(pose, s, target, 1, {2, 3, 4}, stretch, 5, 1e-8, maxIterations, 0,
+                             &pole);
+            return positions(s, pose);
+        };
+        const V3d far = targetAt(before[1], chain, 1.5, 2);
+        const Points full = run(1.5, ids, 100);
+        EXPECT_LE((full[5] - far).length(), 1e-9);
+        expectBones(before, full, ids, 1.5);
+        // Only the listed bones grow (the first entry is the fixed top of the list).
+        const Points part = run(1.5, {1, 2, 3}, 100);
+        expectBones(before, part, {1, 2, 3}, 1.5);
+        expectBones(before, part, {3, 4, 5});
+        expectOnRay(part, ids, before[1], far);
+        // A reachable target never stretches; one iteration is the minimum.
+        expectBones(before, run(0.9, ids, 100), ids);
+        EXPECT_EQ(run(0.9, ids, 0), run(0.9, ids, 1));
+        EXPECT_GT((run(0.9, ids, 1)[5] - run(0.9, ids, 100)[5]).length(), 1e-6);
+    }
+}
+
+TEST(FabrikIK, RefusalsWarnOnceAndLeaveThePoseAndPole) {
+    Skeleton s = makeChain(5);
+    s.addJointMetadata(5, "zelto_skipIk", std::make_shared<MetadataImpl<double>>(0.0));
+    const Pose pose = bentPose(s, false, false);
+    Pose shortPose = pose;
+    shortPose.setNumberJoints(5);
+    const Points x = positions(s, pose);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    const V3d t(0.5, 1.5, 0.5), z(0, 0, 1), huge(1e300, 1e300, 0);
+    auto w = [](const char* text) { return std::string(text) + " "; };
+    const std::string pole = w("Missing or 0 length pole vector!"),
+                      id = w(detail::kBadJointIdWarning), size = w(detail::kPoseSizeWarning),
+                      finite = w(detail::kNotFiniteWarning), chain = w(detail::kNotAChainWarning),
+                      list = "Could not compute FabrikIKSolver because ";
+
+    // The warning expected (empty: none), the call, the pole it gets (or null), which pose.
+    struct Case {
+        std::string warning;
+        std::function<void(Pose&, V3d*)> call;
+        V3d pole = V3d(0, 0, 1);
+        bool nullPole = false, shortPose = false;
+    };
+    auto chainSolver = [&](const V3d& target, const Ids& mids, unsigned short end) {
+        return [&s, target, mids, end](Pose& p, V3d* v) {
+            fabrikIKSolver(p, s, target, 1, mids, end, 1e-6, 10, 1, v);
+        };
+    };
+    auto listSolver = [&](const V3d& target, const Ids& ids) {
+        return [&s, target, ids](Pose& p, V3d* v) {
+            fabrikIKSolver2(p, s, target, ids, 0.0, 1e-6, 10, 1, v);
+        };
+    };
+    auto solver3d = [&](const V3d& target, const Ids& mids, const Ids& stretch,
+                        bool parentSpace = false) {
+        return [&s, target, mids, stretch, parentSpace](Pose& p, V3d* v) {
+            V3d goal = target;
+            (parentSpace ? fabrikIK3DSolverInParentSpace : fabrikIK3DSolver)(
+                p, s, goal, 1, mids, stretch, 5, 1e-6, 10, 1, v);
+        };
+    };
+    const std::vector<Case> cases = {
+        {"", chainSolver(t, {}, 5)},
+        {pole, chainSolver(t, {2}, 3), z, true},
+        {pole, chainSolver(t, {2}, 3), V3d(0)},
+        {pole, chainSolver(t, {2}, 3), (x[2] - x[1]) * 2.0},  // along the first bone
+        {id, chainSolver(t, {2}, 9)},
+        {size, chainSolver(t, {2}, 3), z, false, true},
+        {finite, chainSolver(V3d(nan), {2}, 3)},
+        {finite, chainSolver(t, {2}, 3), V3d(0, inf, 0)},
+        {finite, chainSolver(huge, {2}, 3)},
+        {chain, chainSolver(t, {3}, 4)},
+        {w((list + "of 1 given joints, 2 or more expected.").c_str()), listSolver(t, {1})},
+        {w((list + "of missing or 0 length pole vector.").c_str()), listSolver(t, {1, 2, 3}), z,
+         true},
+        {w((list + "start and/or end joints have skip IK metadata.").c_str()),
+         listSolver(t, {3, 4, 5})},
+        {id, listSolver(t, {1, 2, 60000})},
+        {size, listSolver(t, {1, 2}), z, false, true},
+        {finite, listSolver(t, {1, 2}), V3d(nan, 0, 0)},
+        {chain, listSolver(t, {3, 2, 1})},
+        {pole, solver3d(t, {3}, {}, true), z, true},
+        {chain, solver3d(t, {3, 2}, {})},
+        {chain, solver3d(t, {3}, {1, 3})},
+        {id, solver3d(t, {3}, {1, 2, 6})},
+        {finite, solver3d(V3d(0, -inf, 0), {3}, {}), z, true},
+    };
+    for (size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        const Case& c = cases[i];
+        Pose p = c.shortPose ? shortPose : pose;
+        V3d v = c.pole;
+        LogCapture log;
+        c.call(p, c.nullPole ? nullptr : &v);
+        EXPECT_EQ(log.warnings, c.warning.empty() ? std::vector<std::string>{}
+                                                  : std::vector<std::string>{c.warning});
+        EXPECT_EQ(p.numJoints(), c.shortPose ? 5 : 6);
+        for (unsigned short j = 0; j < p.numJoints(); ++j) {
+            const JointPose& a = p.jointPose(j);
+            const JointPose& b = (c.shortPose ? shortPose : pose).jointPose(j);
+            EXPECT_TRUE(a.rotation == b.rotation && a.translation == b.translation &&
+                        a.scale == b.scale)
+                << "joint " << j;
+        }
+        for (int k = 0; k < 3; ++k)  // NaN components compare as equal
+            EXPECT_TRUE(v[k] == c.pole[k] || (std::isnan(v[k]) && std::isnan(c.pole[k])));
+    }
+}

@@ -1,0 +1,163 @@
+// Tests of the operations the IK solvers share: chain evaluation, world rotations, write-back,
+// metadata keys and the input guard.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ik/internal/IkCommon.h"
+#include "core/metadata/MetadataImpl.h"
+#include "tests/ik/IkRig.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Matchers.h"
+
+using namespace ZeltoCore;
+using namespace ZeltoTest;
+using Ids = std::vector<unsigned short>;
+
+namespace {
+
+// The world matrix of a joint turned by q about its own world position.
+M44d rotatedAboutPosition(const M44d& world, const Quatd& q) {
+    M44d toOrigin, back;
+    toOrigin.setTranslation(-world.translation());
+    back.setTranslation(world.translation());
+    return world * toOrigin * q.toMatrix44() * back;
+}
+
+}  // namespace
+
+TEST(IkCommon, ChainWalksMatchThePoser) {
+    const Skeleton s = makeLeg();
+    const Poser poser(&s);
+    for (bool parentSpace : {true, false}) {
+        SCOPED_TRACE(parentSpace);
+        const Pose pose = movedPose(s, parentSpace);
+        const M44d parent = detail::parentWorldMatrix(pose, s, kHip);
+        EXPECT_M44_NEAR(parent, poser.getWorldMatrix(pose, kPelvis), 1e-12);
+        const M44d hip = detail::localMatrix(pose, s, kHip, parentSpace) * parent;
+        EXPECT_M44_NEAR(hip, poser.getWorldMatrix(pose, kHip), 1e-12);
+        // The twist joint between hip and knee is not named but takes part.
+        const M44d knee = detail::worldMatrixBelow(pose, s, kHip, hip, kKnee, parentSpace);
+        EXPECT_M44_NEAR(knee, poser.getWorldMatrix(pose, kKnee), 1e-12);
+        EXPECT_M44_NEAR(detail::worldMatrixBelow(pose, s, kKnee, knee, kToe, parentSpace),
+                        poser.getWorldMatrix(pose, kToe), 1e-12);
+        EXPECT_V3_NEAR(detail::worldPositionBelow(pose, s, kHip, hip, kAnkle, parentSpace),
+                       poser.getWorldMatrix(pose, kAnkle).translation(), 1e-12);
+
+        // Scaling the knee's offset moves it along the twist-to-knee line; the rest stays.
+        Pose scaled = pose;
+        detail::scaleJointOffset(scaled, s, kKnee, 1.5, parentSpace);
+        const V3d twist = poser.getWorldMatrix(pose, kTwist).translation();
+        EXPECT_V3_NEAR(worldPosition(s, scaled, kKnee), twist + (knee.translation() - twist) * 1.5,
+                       1e-12);
+        EXPECT_EQ(scaled.jointPose(kKnee).rotation, pose.jointPose(kKnee).rotation);
+    }
+    // Identity joint poses in local space are the bind pose.
+    Pose identity(&s, false);
+    identity.setNumberJoints(s.numJoints());
+    const M44d hip = detail::localMatrix(identity, s, kHip, false) *
+                     detail::parentWorldMatrix(identity, s, kHip);
+    EXPECT_M44_NEAR(detail::worldMatrixBelow(identity, s, kHip, hip, kAnkle, false),
+                    poser.getWorldBindMatrix(kAnkle), 1e-12);
+    EXPECT_V3_NEAR(detail::bindPositionBelow(s, kHip, poser.getWorldBindMatrix(kHip), kToe),
+                   poser.getWorldBindMatrix(kToe).translation(), 1e-12);
+    // A chain starting at a top joint hangs under the identity.
+    EXPECT_M44_NEAR(detail::parentWorldMatrix(identity, s, kWorld), M44d(), 0.0);
+}
+
+TEST(IkCommon, WorldRotationTurnsTheJointAboutItsPosition) {
+    const Skeleton s = makeLeg();
+    const Poser poser(&s);
+    const Quatd q = axisAngle(V3d(0.2, -1, 0.5), 0.7);
+    for (bool parentSpace : {true, false}) {
+        SCOPED_TRACE(parentSpace);
+        Pose pose = movedPose(s, parentSpace);
+        const M44d before = poser.getWorldMatrix(pose, kKnee);
+        const M44d expected = rotatedAboutPosition(before, q);
+
+        Pose byQuat = pose;
+        detail::applyWorldRotation(byQuat, kKnee, before, q);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(byQuat, kKnee), expected, 1e-12);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(byQuat, kHip), poser.getWorldMatrix(pose, kHip), 0.0);
+
+        Pose byAxis = pose;
+        detail::applyWorldRotation(byAxis, kKnee, before, q.axis(), q.angle());
+        EXPECT_M44_NEAR(poser.getWorldMatrix(byAxis, kKnee), expected, 1e-12);
+
+        // Angle 0, a zero axis and the identity change nothing.
+        Pose same = pose;
+        detail::applyWorldRotation(same, kKnee, before, V3d(1, 0, 0), 0.0);
+        detail::applyWorldRotation(same, kKnee, before, V3d(0, 0, 0), 1.0);
+        detail::applyWorldRotation(same, kKnee, before, Quatd());
+        EXPECT_EQ(same.jointPose(kKnee).rotation, pose.jointPose(kKnee).rotation);
+    }
+}
+
+TEST(IkCommon, WritingAWorldMatrixBack) {
+    const Skeleton s = makeLeg();
+    const Poser poser(&s);
+    for (bool parentSpace : {true, false}) {
+        SCOPED_TRACE(parentSpace);
+        Pose pose = movedPose(s, parentSpace);
+        const M44d parent = poser.getWorldMatrix(pose, kTwist);
+        const M44d knee = poser.getWorldMatrix(pose, kKnee);
+        const M44d ankle = poser.getWorldMatrix(pose, kAnkle);
+
+        detail::writeWorldMatrix(pose, s, kKnee, knee, parent, parentSpace);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kKnee), knee, 1e-12);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kAnkle), ankle, 1e-12);
+
+        const M44d moved = rotatedAboutPosition(knee, axisAngle(V3d(1, 0, 0), 0.5));
+        detail::writeWorldMatrix(pose, s, kKnee, moved, parent, parentSpace);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kKnee), moved, 1e-12);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kTwist), parent, 0.0);
+    }
+}
+
+TEST(IkCommon, MetadataKeysAreReadWithoutInserting) {
+    Skeleton s = makeLeg();
+    EXPECT_FALSE(detail::hasSkipIk(s, kKnee));
+    const detail::JointLimits defaults = detail::jointLimits(s, kKnee);
+    EXPECT_EQ(defaults.min, V3d(-180));
+    EXPECT_EQ(defaults.max, V3d(180));
+    EXPECT_TRUE(s.jointMetadataIds().empty());
+
+    s.addJointMetadata(kHip, "skipIk", std::make_shared<MetadataImpl<int>>(0));
+    s.addJointMetadata(kKnee, "zelto_skipIk", std::make_shared<MetadataImpl<std::string>>(""));
+    s.addJointMetadata(kAnkle, "jointLimitRotationMin",
+                       std::make_shared<MetadataImpl<V3d>>(V3d(-10, -20, -30)));
+    // The wrong type keeps the default.
+    s.addJointMetadata(kAnkle, "jointLimitRotationMax",
+                       std::make_shared<MetadataImpl<Imath::V3f>>(Imath::V3f(1, 2, 3)));
+    EXPECT_TRUE(detail::hasSkipIk(s, kHip));
+    EXPECT_TRUE(detail::hasSkipIk(s, kKnee));
+    EXPECT_FALSE(detail::hasSkipIk(s, kAnkle));
+    const detail::JointLimits limits = detail::jointLimits(s, kAnkle);
+    EXPECT_EQ(limits.min, V3d(-10, -20, -30));
+    EXPECT_EQ(limits.max, V3d(180));
+    EXPECT_EQ(s.jointMetadataIds(), (Ids{kHip, kKnee, kAnkle}));
+}
+
+// The solvers' tests cover each refusal; here what they do not reach.
+TEST(IkCommon, GuardRefusesLongPosesAndCyclicLinks) {
+    const Skeleton s = makeLeg();
+    Pose longPose = movedPose(s, false);
+    longPose.setNumberJoints(kLegJoints + 1);
+    Skeleton cyclic = makeLeg();
+    cyclic[kPelvis].setParent(&cyclic[kAnkle]);
+
+    LogCapture log;
+    EXPECT_TRUE(detail::checkIkInput(movedPose(s, false), s, {kHip}, V3d(0), nullptr));
+    EXPECT_TRUE(detail::checkIkChain(s, {kHip, kKnee, kAnkle}));
+    EXPECT_FALSE(detail::checkIkInput(longPose, s, {kHip}, V3d(0), nullptr));
+    EXPECT_FALSE(detail::checkIkChain(s, {kKnee, kKnee}));
+    EXPECT_FALSE(detail::checkIkChain(cyclic, {kHip, kKnee}));  // instead of walking forever
+    detail::ikWarning("Could not compute because of", 1, "given joints.");
+    EXPECT_EQ(log.warnings,
+              (std::vector<std::string>{std::string(detail::kPoseSizeWarning) + " ",
+                                        std::string(detail::kNotAChainWarning) + " ",
+                                        std::string(detail::kNotAChainWarning) + " ",
+                                        "Could not compute because of 1 given joints. "}));
+}
