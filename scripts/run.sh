@@ -8,7 +8,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake ninja-build pkg-config ccache libimath-dev libzstd-dev liblz4-dev libtbb-dev
-          libgtest-dev libbenchmark-dev libcli11-dev clang-format clang libclang-rt-14-dev)
+          libgtest-dev libbenchmark-dev libcli11-dev clang-format clang libclang-rt-14-dev
+          python3-dev pybind11-dev python3-numpy python3-pytest)
 
 install_missing() {
     local missing=()

@@ -22,6 +22,7 @@ void bindContainers(py::module_& m);
 void bindFiles(py::module_& m);
 void bindSkeleton(py::module_& m);
 void bindPose(py::module_& m);
+void bindIk(py::module_& m);
 
 // The Python object for a library value: a typed array as zelto.TypedArray, a map or array as
 // its container class, anything else as zelto.Metadata; None for an empty pointer.

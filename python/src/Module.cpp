@@ -20,4 +20,5 @@ PYBIND11_MODULE(_zelto, m) {
     zelto_py::bindFiles(m);
     zelto_py::bindSkeleton(m);
     zelto_py::bindPose(m);
+    zelto_py::bindIk(m);
 }
