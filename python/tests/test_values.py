@@ -102,3 +102,17 @@ def test_comparisons_and_hashes():
     nan = zelto.create("DoubleMetadata", math.nan)
     assert nan == nan.clone()  # the same bytes
     assert repr(zelto.create("Vector3Metadata", (1, 2, 3))) == "<zelto.Vector3Metadata (1, 2, 3)>"
+
+
+def test_stubs_cover_the_module():
+    import ast, os
+    stub = ast.parse(open(os.path.join(os.path.dirname(zelto.__file__), "__init__.pyi")).read())
+    names = {n.name for n in stub.body if isinstance(n, (ast.FunctionDef, ast.ClassDef))}
+    public = {n for n in dir(zelto) if not n.startswith("_") and callable(getattr(zelto, n))}
+    assert public <= names
+    for cls in stub.body:
+        if isinstance(cls, ast.ClassDef) and hasattr(zelto, cls.name):
+            declared = {f.name for f in cls.body if isinstance(f, ast.FunctionDef)}
+            declared |= {f.target.id for f in cls.body if isinstance(f, ast.AnnAssign)}
+            bound = {n for n in vars(getattr(zelto, cls.name)) if not n.startswith("_")}
+            assert bound <= declared, cls.name

@@ -179,7 +179,16 @@ class Skeleton:
     def addJointMetadata(self, id: int, key: Key, value: Any) -> None: ...
     def jointHasMetadata(self, id: int) -> bool: ...
     def jointMetadataIds(self) -> List[int]: ...
+    def numLegSegments(self, foot: int) -> int: ...
+    def buildIkData(self) -> None:
+        """Derives the feet's leg and mid joints, pole vectors and the pelvis chains."""
+    def hash(self) -> Tuple[int, int]: ...
     def memSize(self) -> int: ...
+    def serialise(self) -> bytes:
+        """The skeleton's archive form."""
+    @staticmethod
+    def deserialise(data: Any) -> "Skeleton":
+        """A skeleton from its archive form; ZeltoError for damaged data."""
 
 class JointPose:
     """Rotation (r, x, y, z), translation and scale of a joint."""
@@ -221,6 +230,11 @@ class Pose:
     def convertToParentSpace(self, skeleton: Skeleton) -> None: ...
     def hash(self, precision: int) -> int: ...
     def memSize(self) -> int: ...
+    def serialise(self) -> bytes:
+        """The pose's archive form."""
+    @staticmethod
+    def deserialise(data: Any) -> "Pose":
+        """A pose from its archive form; ZeltoError for damaged data."""
 
 class Poser:
     """Evaluates world matrices of poses of one skeleton."""
@@ -233,3 +247,53 @@ class Poser:
     def getWorldBindMatrix(self, id: int) -> npt.NDArray[np.float64]: ...
     def getAllWorldBindMatrix(self) -> npt.NDArray[np.float64]: ...
     def setWorldMatrix(self, pose: Pose, world: Matrix, id: int) -> None: ...
+
+# IK solvers: bad input raises ZeltoError and leaves the pose unchanged. Poles: None or 3 numbers.
+V3 = Sequence[float]
+
+def solveTwoJointsIK(pose: Pose, skeleton: Skeleton, target: V3, rootId: int, midId: int,
+                     endId: int, stretch: float = 0.0, soft: bool = False,
+                     softDistance: float = 0.0, poleVector: Optional[V3] = None) -> None:
+    """Bends root -> mid -> end so that the end reaches the world target."""
+def solveTwoJointsIKInParentSpace(pose: Pose, skeleton: Skeleton, target: V3, rootId: int,
+                                  midId: int, endId: int, stretch: float = 0.0,
+                                  soft: bool = False, softDistance: float = 0.0,
+                                  poleVector: Optional[V3] = None) -> None:
+    """solveTwoJointsIK reading the pose as parent space."""
+def solveTwoJointsIKNoPoleVector(pose: Pose, skeleton: Skeleton, target: V3, rootId: int,
+                                 midId: int, endId: int, stretch: float = 0.0,
+                                 soft: bool = False, softDistance: float = 0.0) -> None:
+    """Two-joint IK with the pole from the bind pose."""
+def solveTwoJointsIKNoPoleVectorInParentSpace(pose: Pose, skeleton: Skeleton, target: V3,
+                                              rootId: int, midId: int, endId: int,
+                                              stretch: float = 0.0, soft: bool = False,
+                                              softDistance: float = 0.0) -> None:
+    """solveTwoJointsIKNoPoleVector reading the pose as parent space."""
+def fabrikIKSolver(pose: Pose, skeleton: Skeleton, target: V3, startId: int,
+                   midJoints: Sequence[int], endId: int, tolerance: float = 1e-4,
+                   maxIterations: int = 20, steps: int = 1,
+                   poleVector: Optional[V3] = None) -> None:
+    """FABRIK of start, mid and end joints in the plane of the first bone and the pole."""
+def fabrikIKSolver2(pose: Pose, skeleton: Skeleton, target: V3, joints: Sequence[int],
+                    reachThreshold: float = 0.0, tolerance: float = 1e-4,
+                    maxIterations: int = 20, passes: int = 1,
+                    poleVector: Optional[V3] = None) -> None:
+    """FABRIK over a joint list."""
+def fabrikIKSolver2InParentSpace(pose: Pose, skeleton: Skeleton, target: V3,
+                                 joints: Sequence[int], reachThreshold: float = 0.0,
+                                 tolerance: float = 1e-4, maxIterations: int = 20,
+                                 passes: int = 1, poleVector: Optional[V3] = None) -> None:
+    """fabrikIKSolver2 reading the pose as parent space."""
+def fabrikIK3DSolver(pose: Pose, skeleton: Skeleton, target: V3, startId: int,
+                     midJoints: Sequence[int], stretchJoints: Sequence[int], endId: int,
+                     tolerance: float = 1e-4, maxIterations: int = 20, steps: int = 1,
+                     poleVector: Optional[V3] = None) -> None:
+    """FABRIK in world space, stretching stretchJoints for targets out of reach."""
+def fabrikIK3DSolverInParentSpace(pose: Pose, skeleton: Skeleton, target: V3, startId: int,
+                                  midJoints: Sequence[int], stretchJoints: Sequence[int],
+                                  endId: int, tolerance: float = 1e-4, maxIterations: int = 20,
+                                  steps: int = 1, poleVector: Optional[V3] = None) -> None:
+    """fabrikIK3DSolver reading the pose as parent space."""
+def sphereIKSolver(pose: Pose, skeleton: Skeleton, target: V3, rootId: int,
+                   midJoints: Sequence[int], endId: int, poleVector: Optional[V3] = None) -> None:
+    """Four-joint (digitigrade) leg; the pole is required."""
