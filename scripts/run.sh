@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # One entry point for a fresh Debian 12 machine (run as root):
 #   scripts/run.sh demo   install what is missing, build, run `zelto demo`
-#   scripts/run.sh test   install what is missing, then build and test twice: an optimised
-#                         warnings-as-errors build, and an AddressSanitizer + UBSan build
+#   scripts/run.sh test   install what is missing, check include layers and format, then build
+#                         and test twice: an optimised warnings-as-errors build, and an
+#                         AddressSanitizer + UBSan build
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake ninja-build pkg-config ccache libimath-dev libzstd-dev liblz4-dev libtbb-dev
-          libgtest-dev libbenchmark-dev libcli11-dev clang-format)
+          libgtest-dev libbenchmark-dev libcli11-dev clang-format python3)
 
 install_missing() {
     local missing=()
@@ -44,6 +45,8 @@ demo)
     ;;
 test)
     install_missing
+    echo "== layer check"
+    python3 scripts/check_layers.py
     echo "== format check"
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
     echo "== optimised build, warnings as errors"
