@@ -34,7 +34,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 #include "core/hash/MurmurHash3.h"
 
 namespace ZeltoCore {
