@@ -131,9 +131,9 @@ bool ArchiveFileReader::readData(Archive& archive) {
     return true;
 }
 
-bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool parallel, std::vector<std::shared_ptr<Metadata>>& slots,
-                std::vector<char>& decoded) {
+bool readFileRowBlocks(ArchiveFileReader& file, uint64_t areaStart,
+                       const std::vector<ValueRow>& rows, bool parallel,
+                       std::vector<std::shared_ptr<Metadata>>& slots, std::vector<char>& decoded) {
     const uint64_t areaBytes = file.fileSize() - areaStart;
     std::vector<FileBytes> blocks(rows.size());
     std::vector<char> loaded(rows.size(), 0);
@@ -151,8 +151,8 @@ bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<V
     decoded.assign(rows.size(), 0);
     forEachIndex(rows.size(), parallel, [&](size_t i) {
         if (!loaded[i]) return;
-        decoded[i] = decodeValue(blocks[i].get(), rows[i].size, compressed, header.version,
-                                 slots[i], slots[i] != nullptr);
+        decoded[i] = readBlockInto(blocks[i].get(), rows[i].size, compressed, header.version,
+                                   slots[i], slots[i] != nullptr);
         blocks[i].reset();
     });
     return intact;

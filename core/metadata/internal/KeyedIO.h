@@ -85,9 +85,9 @@ private:
 // the file's flag 2 is set, plain bytes otherwise; a slot that holds a value reads in place.
 // decoded[i] is false, slots[i] untouched, when the row lies outside the file, the read fails or
 // the block does not decompress. False when a row lies outside the file or a read fails.
-bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool parallel, std::vector<std::shared_ptr<Metadata>>& slots,
-                std::vector<char>& decoded);
+bool readFileRowBlocks(ArchiveFileReader& file, uint64_t areaStart,
+                       const std::vector<ValueRow>& rows, bool parallel,
+                       std::vector<std::shared_ptr<Metadata>>& slots, std::vector<char>& decoded);
 
 }  // namespace internal
 }  // namespace ZeltoCore
