@@ -10,6 +10,7 @@
 #include "core/Init.h"
 #include "core/archive/Archive.h"
 #include "core/archive/ArchiveFileHeader.h"
+#include "core/archive/ArchiveFileReader.h"
 #include "core/archive/ArchiveOperators.h"
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"

@@ -88,16 +88,16 @@ bool ArrayMetadata::deserialiseKeys(Archive& archive, const std::vector<size_t>&
 
 bool ArrayMetadata::deserialiseKeys(const std::string& path, const std::vector<size_t>& indices,
                                     bool merge) {
-    internal::ArchiveFileReader file;
+    ArchiveFileReader file;
     if (!file.open(path)) return false;
     const ArchiveFileHeader& header = file.header();
     if (header.flags & Archive::kCompressFile) {
         Archive archive;
-        return file.readData(archive) && deserialiseKeys(archive, indices, merge);
+        return file.readDataSection(archive) && deserialiseKeys(archive, indices, merge);
     }
 
     internal::ContainerHead head;
-    if (header.version == 1 || !file.readContainerHead(false, head) ||
+    if (header.version == 1 || !internal::readContainerHead(file, false, head) ||
         head.typeId != staticTypeId() ||
         head.count > (header.dataSize - head.bytes) / internal::kArrayRowBytes) {
         return false;

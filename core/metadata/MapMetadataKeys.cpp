@@ -93,17 +93,17 @@ bool MapMetadata::deserialiseKeys(Archive& archive, const std::vector<std::strin
 
 bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std::string>& keys,
                                   bool merge, bool parallel) {
-    internal::ArchiveFileReader file;
+    ArchiveFileReader file;
     if (!file.open(path)) return false;
     const ArchiveFileHeader& header = file.header();
     if (header.flags & Archive::kCompressFile) {
         Archive archive;
-        return file.readData(archive) && deserialiseKeys(archive, keys, merge);
+        return file.readDataSection(archive) && deserialiseKeys(archive, keys, merge);
     }
 
     // Header and table are checked against the file before anything is allocated for them.
     internal::ContainerHead head;
-    if (!file.readContainerHead(true, head) || head.typeId != staticTypeId() ||
+    if (!internal::readContainerHead(file, true, head) || head.typeId != staticTypeId() ||
         head.tableSize > header.dataSize - head.bytes ||
         head.count > head.tableSize / internal::kMapRowBytes) {
         return false;

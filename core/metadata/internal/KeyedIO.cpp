@@ -1,14 +1,8 @@
 #include "core/metadata/internal/KeyedIO.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/metadata/internal/CompressedIO.h"
-#include "utils/Compression.h"
-#include "utils/Environment.h"
 
 namespace ZeltoCore {
 namespace internal {
@@ -74,60 +68,15 @@ size_t KeySet::find(std::string_view key) const {
     return npos;
 }
 
-bool ArchiveFileReader::open(const std::string& path) {
-    m_file.reset(std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
-    return m_file && ArchiveFileHeader::read(m_file.get(), m_header);
-}
-
-bool ArchiveFileReader::readAt(uint64_t offset, uint64_t size, void* out) {
-    const uint64_t end = fileSize();
-    if (offset > end || size > end - offset) return false;
-    // One positioned read per request: no seek, and no detour through the stream's buffer.
-    const int fd = fileno(m_file.get());
-    auto* at = static_cast<unsigned char*>(out);
-    while (size > 0) {
-        const ssize_t n = pread(fd, at, size, static_cast<off_t>(offset));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        at += n;
-        offset += static_cast<uint64_t>(n);
-        size -= static_cast<uint64_t>(n);
-    }
-    return true;
-}
-
-bool ArchiveFileReader::readContainerHead(bool keyed, ContainerHead& head) {
+bool readContainerHead(ArchiveFileReader& file, bool keyed, ContainerHead& head) {
     unsigned char bytes[kMapHeaderBytes] = {};
     head.bytes = keyed ? kMapHeaderBytes : kArrayHeaderBytes;
-    if (m_header.dataSize < head.bytes || !readAt(m_header.dataOffset, head.bytes, bytes))
+    const ArchiveFileHeader& header = file.header();
+    if (header.dataSize < head.bytes || !file.readAt(header.dataOffset, head.bytes, bytes))
         return false;
     std::memcpy(&head.typeId, bytes, 4);
     std::memcpy(&head.count, bytes + 4, 8);
     if (keyed) std::memcpy(&head.tableSize, bytes + 12, 8);
-    return true;
-}
-
-bool ArchiveFileReader::readData(Archive& archive) {
-    const uint64_t size = m_header.dataSize;
-    Archive raw(size, 0);
-    if (!readAt(m_header.dataOffset, size, raw.data)) return false;
-    archive.clear();
-    archive.version = m_header.version;
-    archive.flags = m_header.flags;
-    archive.text = m_header.text;
-    size_t plainSize = 0;
-    unsigned char* plain = nullptr;
-    if ((m_header.flags & Archive::kCompressFile) && size)
-        plain = ZeltoUtils::decompressBuffer(raw.data, size, plainSize);
-    if (plain) {
-        archive.data = plain;
-        archive.size = plainSize;
-    } else {
-        std::swap(archive.data, raw.data);
-        std::swap(archive.size, raw.size);
-    }
-    archive.position = 0;
-    archive.ownsData = true;
     return true;
 }
 
