@@ -3,8 +3,8 @@
 
 The layers, lowest first: utils, core/hash, core/archive, core/math, core/metadata,
 core/skeleton, core/pose, core/ik, the files directly in core/ (start-up and the umbrella
-header), tools. A file may include its own layer and those below; tests/ and bench/ may include
-anything. Only quoted includes count (system and dependency headers use <...>).
+header), and on top the programs built on the library: tools, fuzz and python. A file may include
+its own layer and those below; tests/ and bench/ may include anything. Only quoted includes count (system and dependency headers use <...>).
 """
 import pathlib
 import re
@@ -14,6 +14,7 @@ import sys
 LAYERS = ["utils", "core/hash", "core/archive", "core/math", "core/metadata", "core/skeleton",
           "core/pose", "core/ik", "core", "tools"]
 FREE = ("tests/", "bench/")
+TOP = ("tools", "fuzz", "python")
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 
 
@@ -24,6 +25,8 @@ def layer(path):
         name = "core/" + parts[1]
     else:
         name = parts[0]
+    if name in TOP:
+        return LAYERS.index("tools")
     return LAYERS.index(name) if name in LAYERS else None
 
 
