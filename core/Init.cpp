@@ -1,13 +1,12 @@
 #include "core/Init.h"
 
+#include <mutex>
+
 // The umbrella header: every layer's value types, so that every row of the list is known here.
 #include "core/ZeltoCore.h"
 
 namespace ZeltoCore {
 namespace {
-
-// Set while loading the library; cleared by the first initZeltoCore().
-bool g_initPending = true;
 
 template <class T>
 void add(MetadataFactory& factory) {
@@ -69,9 +68,9 @@ void initMetadata() {
 }
 
 void initZeltoCore() {
-    if (!g_initPending) return;
-    initMetadata();
-    g_initPending = false;
+    // Safe under concurrent first calls: every caller returns once registration is complete.
+    static std::once_flag once;
+    std::call_once(once, initMetadata);
 }
 
 }  // namespace ZeltoCore

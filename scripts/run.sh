@@ -28,7 +28,7 @@ install_missing() {
 
 jobs=$(nproc)
 # The test programs that run threads: parallel containers, the logger and parallel_for.
-tsan_tests=(test_utils test_metadata)
+tsan_tests=(test_utils test_metadata test_init)
 
 configure() {  # dir, extra cmake args...
     local dir=$1

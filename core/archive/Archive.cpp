@@ -18,8 +18,9 @@ Archive::~Archive() {
 }
 
 void Archive::clear() {
-    std::free(data);
+    if (ownsData) std::free(data);  // a view's bytes belong to someone else
     data = nullptr;
+    ownsData = true;
     size = 0;
     position = 0;
     m_failed = false;
@@ -39,9 +40,10 @@ void Archive::resize(size_t newSize) {
     if (!block) throw std::bad_alloc();
     const size_t keep = size < newSize ? size : newSize;
     if (keep) std::memcpy(block, data, keep);
-    std::free(data);
+    if (ownsData) std::free(data);
     data = block;
     size = newSize;
+    ownsData = true;  // the new block is ours, whatever the old one was
 }
 
 Archive& operator<<(Archive& target, const Archive& source) {

@@ -3,10 +3,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <string>
 #include <vector>
 
 #include "core/archive/Archive.h"
@@ -62,6 +66,26 @@ void adopt(Archive& a, unsigned char* block, size_t length) {
     a.ownsData = true;
 }
 
+// Creates a new file beside `target` with a name no other writer uses. It is created with mode
+// 0666, which the kernel narrows by the process umask as for any new file (the umask itself is
+// never touched: changing it would race with other threads creating files); a file that replaces
+// an existing one takes that file's permissions.
+int createTempBeside(const std::string& target, std::string& temp) {
+    static std::atomic<unsigned> counter{0};
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        temp = target + ".tmp" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
+        const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0) {
+            struct stat st {};
+            if (::stat(target.c_str(), &st) == 0 && S_ISREG(st.st_mode))
+                ::fchmod(fd, st.st_mode & 07777);
+            return fd;
+        }
+        if (errno != EEXIST) return -1;
+    }
+    return -1;
+}
+
 }  // namespace
 
 bool Archive::writeToFile(const std::string& path) {
@@ -70,12 +94,9 @@ bool Archive::writeToFile(const std::string& path) {
 
     // Written beside the target and renamed over it only when complete, so a crash or a full
     // disk never replaces a good archive with half of one.
-    std::string temp = target + ".XXXXXX";
-    const int fd = mkstemp(temp.data());
+    std::string temp;
+    const int fd = createTempBeside(target, temp);
     if (fd < 0) return false;
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(fd, 0666 & ~mask);
     File f(fdopen(fd, "wb"));
     if (!f) {
         ::close(fd);
@@ -158,17 +179,26 @@ bool Archive::decodeBase64(const std::string& encoded) {
     const bool zipped = encoded.size() >= 3 && encoded.compare(encoded.size() - 3, 3, "ZIP") == 0;
     const std::string input = zipped ? encoded.substr(0, encoded.size() - 3) : encoded;
     ZeltoUtils::Base64 codec;
-    resize(codec.decodeLength(input));
-    if (size == 0) return false;
+    const size_t length = codec.decodeLength(input);
+    if (length == 0) return false;
+    // Decoded beside the held bytes, which are replaced only by a good result.
+    Archive decoded;
+    try {
+        decoded.resize(length);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     size_t produced = 0;
-    codec.decode(input, data, produced);
-    size = produced;
+    codec.decode(input, decoded.data, produced);
+    if (produced == 0) return false;
+    decoded.size = produced;
     if (zipped) {
         size_t outSize = 0;
-        if (unsigned char* block = ZeltoUtils::decompressBuffer(data, size, outSize))
-            adopt(*this, block, outSize);
+        if (unsigned char* block = ZeltoUtils::decompressBuffer(decoded.data, produced, outSize))
+            adopt(decoded, block, outSize);
     }
-    position = 0;
+    adopt(*this, decoded.data, decoded.size);
+    decoded.data = nullptr;
     m_failed = false;
     return true;
 }

@@ -35,7 +35,7 @@ ArrayMetadata& ArrayMetadata::operator=(const ArrayMetadata& other) {
 ArrayMetadata::~ArrayMetadata() = default;
 
 void ArrayMetadata::copy(Metadata* other) {
-    if (!other) return;
+    if (!other || other->typeId() != staticTypeId()) return;
     // Cloned before anything is released, so copying from itself is safe.
     ArrayMetadata fresh(*static_cast<const ArrayMetadata*>(other));
     m_elements.swap(fresh.m_elements);

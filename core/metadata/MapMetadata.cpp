@@ -39,7 +39,7 @@ MapMetadata& MapMetadata::operator=(const MapMetadata& other) {
 MapMetadata::~MapMetadata() = default;
 
 void MapMetadata::copy(Metadata* other) {
-    if (!other || other == this) return;
+    if (!other || other == this || other->typeId() != staticTypeId()) return;
     const Entries& source = static_cast<const MapMetadata*>(other)->m_entries;
     // One merge walk over both sorted key sequences.
     auto it = m_entries.begin();

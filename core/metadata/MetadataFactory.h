@@ -1,8 +1,9 @@
 // MetadataFactory: the process-wide registry that creates metadata values by type name or id.
 //
 // The first registration of a name wins; deregistering a name keeps its id->name entry, so the
-// name can still be looked up while creation fails. Lookups only read the maps and may run from
-// several threads once registration is over.
+// name can still be looked up while creation fails. Thread safety: lookups and creation only read
+// the maps and may run from any number of threads once registration is over (initZeltoCore()
+// returns after it); registering or deregistering while other threads look up is not safe.
 //
 //   auto& f = MetadataFactory::instance();
 //   std::shared_ptr<Metadata> v = f.createMetadata(archive.peekTypeId());

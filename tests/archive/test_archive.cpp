@@ -103,3 +103,41 @@ TEST(Archive, AbsurdCountsAreRefusedBeforeAllocation) {
     EXPECT_TRUE(b.failed());
     EXPECT_TRUE(v.empty());
 }
+
+TEST(Archive, ViewsAreNeverFreedAndGrowIntoOwnedBlocks) {
+    // A view over bytes the archive does not own: clearing or growing it must leave them alone
+    // (freeing a stack buffer would crash under the sanitizers).
+    unsigned char bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    Archive view;
+    view.data = bytes;
+    view.size = sizeof(bytes);
+    view.ownsData = false;
+    view.resize(12);
+    EXPECT_NE(view.data, bytes);
+    EXPECT_TRUE(view.ownsData);
+    EXPECT_EQ(std::memcmp(view.data, bytes, 8), 0);
+
+    Archive other;
+    other.data = bytes;
+    other.size = sizeof(bytes);
+    other.ownsData = false;
+    other.clear();
+    EXPECT_EQ(other.data, nullptr);
+    EXPECT_TRUE(other.ownsData);
+    EXPECT_EQ(bytes[7], 8);
+
+    // Appending to a full view grows it into a block of its own.
+    Archive target;
+    target.data = bytes;
+    target.size = 4;
+    target.position = 4;
+    target.ownsData = false;
+    Archive source(2, 0);
+    source.data[0] = 9;
+    source.data[1] = 10;
+    target << source;
+    EXPECT_TRUE(target.ownsData);
+    ASSERT_EQ(target.size, 6u);
+    EXPECT_EQ(target.data[4], 9);
+    EXPECT_EQ(bytes[4], 5);
+}

@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +13,8 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "core/archive/ArchiveOperators.h"
 
@@ -178,6 +184,81 @@ TEST_F(ArchiveFile, WriteFailuresReportFalseAndKeepTheOldFile) {
     EXPECT_EQ(slurp(path("keep")), before);
 }
 
+TEST_F(ArchiveFile, AWriteThatFailsHalfWayKeepsTheOldFile) {
+    Archive small(4, 0);
+    small << int32_t{7};
+    ASSERT_TRUE(small.writeToFile(path("keep")));
+    const std::string before = slurp(path("keep"));
+
+    // A full disk, simulated by a file size limit: writes past it fail with EFBIG.
+    Archive big(1 << 20, 0);
+    std::memset(big.data, 0x5a, big.size);
+    rlimit saved{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    void (*previous)(int) = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limited = saved;
+    limited.rlim_cur = 64 * 1024;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limited), 0);
+    const bool written = big.writeToFile(path("keep"));
+    setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previous);
+
+    EXPECT_FALSE(written);
+    EXPECT_EQ(slurp(path("keep")), before);
+    size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(dir)) {
+        (void)entry;
+        ++files;
+    }
+    EXPECT_EQ(files, 1u) << "no temporary file is left behind";
+}
+
+// The umask as the kernel reports it, read without changing it.
+static int currentUmask() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("Umask:", 0) == 0) return std::stoi(line.substr(6), nullptr, 8);
+    }
+    return -1;
+}
+
+TEST_F(ArchiveFile, WritingNeverTouchesTheUmaskAndNewFilesFollowIt) {
+    const mode_t saved = umask(027);
+    Archive a(4, 0);
+    a << int32_t{1};
+    // Another thread watches the process umask while files are written.
+    std::atomic<bool> done{false};
+    std::atomic<int> changed{0};
+    std::thread watcher([&] {
+        while (!done) {
+            const int mask = currentUmask();
+            if (mask >= 0 && mask != 027) ++changed;
+        }
+    });
+    for (int i = 0; i < 200; ++i)
+        ASSERT_TRUE(a.writeToFile(path("f" + std::to_string(i % 4))));
+    done = true;
+    watcher.join();
+    EXPECT_EQ(changed, 0);
+
+    struct stat st {};
+    ASSERT_EQ(stat(path("f0").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    // Replacing a file keeps its permissions.
+    ASSERT_EQ(chmod(path("f1").c_str(), 0600), 0);
+    ASSERT_TRUE(a.writeToFile(path("f1")));
+    ASSERT_EQ(stat(path("f1").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    umask(saved);
+}
+
+namespace {
+std::vector<double> b64Doubles() {
+    return {0, 1, 2, 3, 4, 5, 6, 7};
+}
+}  // namespace
+
 TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     Archive a(64, 0);
     for (int i = 0; i < 8; ++i)
@@ -197,11 +278,13 @@ TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     EXPECT_EQ(tiny.encodeBase64(false), "Zm9v");
     EXPECT_EQ(Archive().encodeBase64(true), "");
 
+    // Text that does not decode keeps what the archive held.
     a.version = 3;
     EXPECT_FALSE(a.decodeBase64(""));
-    EXPECT_EQ(a.size, 0u);
-    EXPECT_EQ(a.version, 3u);
     EXPECT_FALSE(a.decodeBase64("!!!!"));
+    ASSERT_EQ(a.size, 64u);
+    EXPECT_EQ(std::memcmp(a.data, b64Doubles().data(), 64), 0);
+    EXPECT_EQ(a.version, 3u);
     // Uncompressed text that happens to end in ZIP: decoded bytes kept as they are.
     ASSERT_TRUE(a.decodeBase64("Zm9vZIP"));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(a.data), a.size), "foo");

@@ -3,6 +3,8 @@
 #include <cmath>
 
 #include "core/Init.h"
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/MapMetadata.h"
 #include "core/metadata/TypedArrayMetadata.h"
 #include "tests/metadata/ValueSamples.h"
 #include "tests/support/Matchers.h"
@@ -52,6 +54,31 @@ TEST(WeightedBlendTest, BothOverloadsShapeErrorsAndUnsupportedTypes) {
         EXPECT_FALSE(v->setWithValuesAndWeights(std::vector<Metadata*>{v}, {1.0})) << v->typeStr();
         EXPECT_EQ(hashOf(*v), before);
     }
+}
+
+TEST(WeightedBlendTest, ValuesOfAnotherTypeOrNoneChangeNothing) {
+    MetadataImpl<double> m(7.0);
+    MetadataImpl<int> other(3);
+    MetadataImpl<double> same(1.0);
+    EXPECT_FALSE(m.setWithValuesAndWeights(std::vector<Metadata*>{&same, &other}, {0.5, 0.5}));
+    EXPECT_FALSE(m.setWithValuesAndWeights(std::vector<Metadata*>{&same, nullptr}, {0.5, 0.5}));
+    EXPECT_EQ(m.get(), 7.0);
+
+    m.copy(&other);
+    m.copy(nullptr);
+    EXPECT_EQ(m.get(), 7.0);
+    TypedArrayMetadata<double> doubles(std::vector<double>{1, 2});
+    TypedArrayMetadata<float> floats(std::vector<float>{3});
+    doubles.copy(&floats);
+    EXPECT_EQ(doubles.get(), (std::vector<double>{1, 2}));
+    MapMetadata map;
+    map.addEntry("k", std::make_shared<MetadataImpl<int>>(1), false);
+    ArrayMetadata array;
+    array.push_back(std::make_shared<MetadataImpl<int>>(2));
+    map.copy(&array);
+    array.copy(&map);
+    EXPECT_TRUE(map.hasKey("k"));
+    EXPECT_EQ(array.size(), 1u);
 }
 
 TEST(WeightedBlendTest, NumbersRoundPerType) {

@@ -25,7 +25,9 @@ unsigned int MetadataImpl<T>::typeId() const {
 
 template <class T>
 void MetadataImpl<T>::copy(Metadata* other) {
-    if (other) m_value = static_cast<MetadataImpl*>(other)->m_value;
+    // A value of another type (or none) changes nothing: the ids are unique per class.
+    if (other && other->typeId() == Traits::id)
+        m_value = static_cast<MetadataImpl*>(other)->m_value;
 }
 
 template <class T>
@@ -45,6 +47,9 @@ bool MetadataImpl<T>::blend(const std::vector<Ptr>& values, const std::vector<do
         return false;
     } else {
         if (values.empty() || values.size() != weights.size()) return false;
+        for (const Ptr& v : values) {
+            if (!v || v->typeId() != Traits::id) return false;  // checked before anything changes
+        }
         // Each term in order from the first: some types round every term.
         auto valueOf = [&](size_t i) -> const T& {
             return static_cast<const MetadataImpl*>(&*values[i])->m_value;

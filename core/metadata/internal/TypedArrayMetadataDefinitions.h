@@ -30,7 +30,8 @@ unsigned int TypedArrayMetadata<T>::typeId() const {
 
 template <class T>
 void TypedArrayMetadata<T>::copy(Metadata* other) {
-    if (other) m_value = static_cast<TypedArrayMetadata*>(other)->m_value;
+    if (other && other->typeId() == Traits::arrayId)
+        m_value = static_cast<TypedArrayMetadata*>(other)->m_value;
 }
 
 template <class T>
