@@ -2,7 +2,9 @@
 //
 // Pelvis, spine and two legs hip - knee - ankle - toe (ids 0 ... 9, parents numbered before
 // children), feet and pelvis registered, pole vectors on the hips, "skipIk" on the spine and
-// rotation limits on the knees. The name map and detached joints are built; IK data is not.
+// rotation limits on the knees, and a tail of six joints hanging back from the pelvis (ids 10 ...
+// 15, kept last so the ids above stay put). The name map and detached joints are built; IK data
+// is not.
 //
 //   ZeltoCore::Skeleton s = ZeltoTool::buildCharacter(); s.buildIkData();
 #pragma once
@@ -24,10 +26,11 @@ inline ZeltoCore::Skeleton buildCharacter() {
         q.setAxisAngle(axis.normalized(), angle);
         return q;
     };
-    const char* names[] = {"pelvis", "spine", "hip_L",  "knee_L",  "ankle_L",
-                           "toe_L",  "hip_R", "knee_R", "ankle_R", "toe_R"};
-    const int parents[] = {-1, 0, 0, 2, 3, 4, 0, 6, 7, 8};
-    Skeleton s(10);
+    const char* names[] = {"pelvis", "spine",  "hip_L",   "knee_L", "ankle_L", "toe_L",
+                           "hip_R",  "knee_R", "ankle_R", "toe_R",  "tail_0",  "tail_1",
+                           "tail_2", "tail_3", "tail_4",  "tail_5"};
+    const int parents[] = {-1, 0, 0, 2, 3, 4, 0, 6, 7, 8, 0, 10, 11, 12, 13, 14};
+    Skeleton s(16);
     for (unsigned short i = 0; i < s.numJoints(); ++i) {
         s[i].setName(names[i]);
         if (parents[i] >= 0) s[static_cast<unsigned short>(parents[i])].addChild(&s[i]);
@@ -44,6 +47,12 @@ inline ZeltoCore::Skeleton buildCharacter() {
         s[hip + 2].setRotation(turn(Imath::V3d(1, 0, 0), -0.08));
         s[hip + 3].setTranslation(Imath::V3d(0, -6, 13));
         s.addFoot(hip + 2, hip, hip + 3);
+    }
+    // The tail sags a little more at every joint.
+    s[10].setTranslation(Imath::V3d(0, -3, -8));
+    for (unsigned short t = 11; t < 16; ++t) {
+        s[t].setTranslation(Imath::V3d(0, 0, -8));
+        s[t].setRotation(turn(Imath::V3d(1, 0, 0), -0.12));
     }
     s.addPelvis(0);
     s.setRoot(0);

@@ -13,6 +13,8 @@
 
 #include "core/ZeltoCore.h"
 #include "tools/Demo.h"
+#include "tools/DemoIk.h"
+#include "tools/IkCommand.h"
 #include "tools/Inspect.h"
 
 namespace {
@@ -65,7 +67,7 @@ int convertBase64(bool encode, const std::string& in, const std::string& out, bo
     return 0;
 }
 
-int runDemo() {
+int runDemo(const std::string& svgPath) {
     using Step = bool (*)(std::ostream&);
     const std::pair<const char*, Step> steps[] = {
         {"values in an archive", ZeltoTool::demoArchive},
@@ -78,6 +80,8 @@ int runDemo() {
         std::cout << "== " << title << "\n";
         ok = step(std::cout) && ok;
     }
+    std::cout << "== feet and tail IK\n";
+    ok = ZeltoTool::demoIk(std::cout, svgPath) && ok;
     std::cout << (ok ? "demo: all checks passed\n" : "demo: a check FAILED\n");
     return ok ? 0 : 1;
 }
@@ -90,6 +94,10 @@ int run(int argc, char** argv) {
         app.add_subcommand("types", "List the registered metadata types as '<id> <name>'");
     auto* demo = app.add_subcommand(
         "demo", "Build values, write them into an archive, read them back and check them");
+    std::string svgPath = "character.svg";
+    demo->add_option("--svg", svgPath,
+                     "where to draw the IK views (default character.svg; the skeleton goes "
+                     "beside it as .zelto)");
     auto* base64 = app.add_subcommand(
         "base64", "Convert between an archive file's data and its base64 text form");
     base64->require_subcommand(1);
@@ -115,10 +123,23 @@ int run(int argc, char** argv) {
         ->add_option("--keys", inspectOptions.keys,
                      "load only these keys (indices for an array), through the keyed reader")
         ->delimiter(',');
+    auto* ik = app.add_subcommand(
+        "ik", "Bend one foot's leg of a skeleton in an archive file onto a target (two-joint IK)");
+    ZeltoTool::IkOptions ikOptions;
+    ik->add_option("FILE", ikOptions.file, "archive file holding a skeleton")->required();
+    ik->add_option("--foot", ikOptions.foot, "index of the foot")->required();
+    ik->add_option("--target", ikOptions.target, "world target x,y,z")->required()->delimiter(',');
+    ik->add_option("--pole", ikOptions.pole, "world direction the knee faces x,y,z")
+        ->delimiter(',');
+    ik->add_option("--stretch", ikOptions.stretch,
+                   "share of a missing reach made up by lengthening the leg (0 ... 1)");
+    ik->add_option("--key", ikOptions.key,
+                   "the file holds a map: the key of its SkeletonMetadata entry");
     CLI11_PARSE(app, argc, argv);
     if (types->parsed()) return listTypes();
     if (base64->parsed()) return convertBase64(encode->parsed(), in, out, compress);
-    if (demo->parsed()) return runDemo();
+    if (demo->parsed()) return runDemo(svgPath);
+    if (ik->parsed()) return ZeltoTool::ikCommand(ikOptions, std::cout, std::cerr);
     if (inspect->parsed()) {
         inspectOptions.hasFlags = flagsOption->count() > 0;
         return ZeltoTool::inspectFile(in, inspectOptions, std::cout, std::cerr);

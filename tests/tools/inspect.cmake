@@ -3,28 +3,7 @@
 file(MAKE_DIRECTORY ${WORK})
 set(bag ${WORK}/bag.zelto)
 
-function(run expect_rc)
-  execute_process(COMMAND ${ZELTO} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out
-                  ERROR_VARIABLE err)
-  if(NOT rc EQUAL expect_rc)
-    message(FATAL_ERROR "zelto ${ARGN}: exit code ${rc}\n${out}${err}")
-  endif()
-  set(out "${out}${err}" PARENT_SCOPE)
-endfunction()
-
-function(expect text)
-  string(FIND "${out}" "${text}" at)
-  if(at EQUAL -1)
-    message(FATAL_ERROR "missing '${text}' in:\n${out}")
-  endif()
-endfunction()
-
-function(expect_not text)
-  string(FIND "${out}" "${text}" at)
-  if(NOT at EQUAL -1)
-    message(FATAL_ERROR "unexpected '${text}' in:\n${out}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 run(0 base64 decode ${TEXT} ${bag})
 
