@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 
 using ZeltoCore::Archive;
 

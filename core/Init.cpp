@@ -1,10 +1,7 @@
 #include "core/Init.h"
 
-#include "core/metadata/ArrayMetadata.h"
-#include "core/metadata/MapMetadata.h"
-#include "core/metadata/MetadataFactory.h"
-#include "core/metadata/MetadataImpl.h"
-#include "core/metadata/TypedArrayMetadata.h"
+// The umbrella header: every layer's value types, so that every row of the list is known here.
+#include "core/ZeltoCore.h"
 
 namespace ZeltoCore {
 namespace {
@@ -17,91 +14,58 @@ void add(MetadataFactory& factory) {
     factory.registerMetadata(T::staticTypeStr(), T::staticTypeId(), &T::creator);
 }
 
+constexpr bool sameText(const char* a, const char* b) {
+    while (*a && *a == *b) {
+        ++a;
+        ++b;
+    }
+    return *a == *b;
+}
+
+// Every row of the value type list: traits present, names matching the row, an array type
+// exactly when the row says so.
+#define ZELTO_CHECK_ROW_(ctx, layer, group, T, Name, arrays)                                      \
+    static_assert(hasValueTraits<T>, #T ": no ValueTraits");                                      \
+    static_assert(sameText(ValueTraits<T>::name, #Name "Metadata"), #T ": name differs");         \
+    static_assert(                                                                                \
+        (ValueTraits<T>::arrayId != 0) ==                                                         \
+            (ZELTO_VALUE_WHEN(arrays, withArray, true) ZELTO_VALUE_WHEN(arrays, noArray, false)), \
+        #T ": array type differs from the list");                                                 \
+    static_assert(ValueTraits<T>::arrayId == 0 ||                                                 \
+                      sameText(ValueTraits<T>::arrayName, #Name "ArrayMetadata"),                 \
+                  #T ": array name differs");
+ZELTO_VALUE_TYPES(ZELTO_CHECK_ROW_, ~)
+#undef ZELTO_CHECK_ROW_
+
+// Every registered id once: the containers' and each row's (0 stands for "no array type").
+#define ZELTO_ROW_IDS_(ctx, layer, group, T, Name, arrays) \
+    ValueTraits<T>::id, ValueTraits<T>::arrayId,
+constexpr unsigned kIds[] = {MapMetadata::staticTypeId(), ArrayMetadata::staticTypeId(),
+                             ZELTO_VALUE_TYPES(ZELTO_ROW_IDS_, ~)};
+#undef ZELTO_ROW_IDS_
+
+constexpr bool idsUnique() {
+    constexpr size_t n = sizeof(kIds) / sizeof(kIds[0]);
+    for (size_t i = 0; i < n; ++i)
+        for (size_t j = i + 1; j < n; ++j)
+            if (kIds[i] != 0 && kIds[i] == kIds[j]) return false;
+    return true;
+}
+static_assert(idsUnique(), "two metadata types share a type id");
+
 }  // namespace
 
 void initMetadata() {
     MetadataFactory& factory = MetadataFactory::instance();
-    // Scalars.
-    add<MetadataImpl<bool>>(factory);
-    add<MetadataImpl<char>>(factory);
-    add<MetadataImpl<unsigned char>>(factory);
-    add<MetadataImpl<short>>(factory);
-    add<MetadataImpl<unsigned short>>(factory);
-    add<MetadataImpl<int>>(factory);
-    add<MetadataImpl<unsigned int>>(factory);
-    add<MetadataImpl<int64_t>>(factory);
-    add<MetadataImpl<uint64_t>>(factory);
-    add<MetadataImpl<float>>(factory);
-    add<MetadataImpl<double>>(factory);
-    add<MetadataImpl<std::string>>(factory);
-    add<MetadataImpl<Imath::V2d>>(factory);
-    add<MetadataImpl<Imath::V2i>>(factory);
-    add<MetadataImpl<Imath::V2f>>(factory);
-    add<MetadataImpl<Imath::V3d>>(factory);
-    add<MetadataImpl<Imath::V3i>>(factory);
-    add<MetadataImpl<Imath::V3f>>(factory);
-    add<MetadataImpl<Imath::V4d>>(factory);
-    add<MetadataImpl<Imath::V4i>>(factory);
-    add<MetadataImpl<Imath::V4f>>(factory);
-    add<MetadataImpl<Imath::M44d>>(factory);
-    add<MetadataImpl<Imath::M44f>>(factory);
-    add<MetadataImpl<Imath::Quatd>>(factory);
-    add<MetadataImpl<Imath::Quatf>>(factory);
-    add<MetadataImpl<Imath::Eulerd>>(factory);
-    add<MetadataImpl<Imath::Eulerf>>(factory);
-    add<MetadataImpl<Imath::Box2d>>(factory);
-    add<MetadataImpl<Imath::Box2i>>(factory);
-    add<MetadataImpl<Imath::Box2f>>(factory);
-    add<MetadataImpl<Imath::Box3d>>(factory);
-    add<MetadataImpl<Imath::Box3i>>(factory);
-    add<MetadataImpl<Imath::Box3f>>(factory);
-    add<MetadataImpl<ZeltoUtils::Mesh>>(factory);
-    add<MetadataImpl<ZeltoUtils::Image>>(factory);
-    add<MetadataImpl<ZeltoUtils::Curve>>(factory);
-    add<MetadataImpl<ZeltoUtils::SampledCurve>>(factory);
-    // Containers.
+#define ZELTO_ADD_SCALAR_(f, layer, group, T, Name, arrays) add<MetadataImpl<T>>(f);
+#define ZELTO_ADD_ARRAY_(f, layer, group, T, Name, arrays) \
+    ZELTO_VALUE_WHEN(arrays, withArray, add<TypedArrayMetadata<T>>(f);)
+    ZELTO_VALUE_TYPES(ZELTO_ADD_SCALAR_, factory)
     add<MapMetadata>(factory);
     add<ArrayMetadata>(factory);
-    // Typed arrays.
-    add<TypedArrayMetadata<char>>(factory);
-    add<TypedArrayMetadata<unsigned char>>(factory);
-    add<TypedArrayMetadata<short>>(factory);
-    add<TypedArrayMetadata<unsigned short>>(factory);
-    add<TypedArrayMetadata<int>>(factory);
-    add<TypedArrayMetadata<unsigned int>>(factory);
-    add<TypedArrayMetadata<int64_t>>(factory);
-    add<TypedArrayMetadata<uint64_t>>(factory);
-    add<TypedArrayMetadata<double>>(factory);
-    add<TypedArrayMetadata<float>>(factory);
-    add<TypedArrayMetadata<bool>>(factory);
-    add<TypedArrayMetadata<Imath::V2d>>(factory);
-    add<TypedArrayMetadata<Imath::V2i>>(factory);
-    add<TypedArrayMetadata<Imath::V2f>>(factory);
-    add<TypedArrayMetadata<Imath::V3d>>(factory);
-    add<TypedArrayMetadata<Imath::V3i>>(factory);
-    add<TypedArrayMetadata<Imath::V3f>>(factory);
-    add<TypedArrayMetadata<Imath::V4d>>(factory);
-    add<TypedArrayMetadata<Imath::V4i>>(factory);
-    add<TypedArrayMetadata<Imath::V4f>>(factory);
-    add<TypedArrayMetadata<Imath::Quatd>>(factory);
-    add<TypedArrayMetadata<Imath::Quatf>>(factory);
-    add<TypedArrayMetadata<std::string>>(factory);
-    add<TypedArrayMetadata<Imath::M44d>>(factory);
-    add<TypedArrayMetadata<Imath::M44f>>(factory);
-    add<TypedArrayMetadata<Imath::Eulerd>>(factory);
-    add<TypedArrayMetadata<Imath::Eulerf>>(factory);
-    add<TypedArrayMetadata<ZeltoUtils::Mesh>>(factory);
-    add<TypedArrayMetadata<ZeltoUtils::Curve>>(factory);
-    add<TypedArrayMetadata<ZeltoUtils::SampledCurve>>(factory);
-    add<TypedArrayMetadata<Imath::Box2d>>(factory);
-    add<TypedArrayMetadata<Imath::Box2i>>(factory);
-    add<TypedArrayMetadata<Imath::Box2f>>(factory);
-    add<TypedArrayMetadata<Imath::Box3d>>(factory);
-    add<TypedArrayMetadata<Imath::Box3i>>(factory);
-    add<TypedArrayMetadata<Imath::Box3f>>(factory);
-    // Poses, skeletons and hashes.
-    // The hash value is registered last, after the pose and skeleton types.
-    add<MetadataImpl<MurmurHash3>>(factory);
+    ZELTO_VALUE_TYPES(ZELTO_ADD_ARRAY_, factory)
+#undef ZELTO_ADD_SCALAR_
+#undef ZELTO_ADD_ARRAY_
 }
 
 void initZeltoCore() {

@@ -1,9 +1,17 @@
 // The whole public API of the library, and the utility classes it uses.
 #pragma once
 
+#include <Imath/ImathBox.h>
+#include <Imath/ImathEuler.h>
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathQuat.h>
+#include <Imath/ImathVec.h>
+
 #include "core/Init.h"
 #include "core/archive/Archive.h"
 #include "core/archive/ArchiveFileHeader.h"
+#include "core/archive/ArchiveFileReader.h"
+#include "core/archive/ArchiveOperators.h"
 #include "core/hash/HashedString.h"
 #include "core/hash/MurmurHash3.h"
 #include "core/math/JointPose.h"

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # One entry point for a fresh Debian 12 machine (run as root):
 #   scripts/run.sh demo   install what is missing, build, run `zelto demo`
-#   scripts/run.sh test   install what is missing, check formatting, then build and test: an
-#                         optimised warnings-as-errors build, an AddressSanitizer + UBSan build,
-#                         a ThreadSanitizer build of the threaded tests, and a short fuzz run
+#   scripts/run.sh test   install what is missing, check include layers and format, then build
+#                         and test: an optimised warnings-as-errors build, an AddressSanitizer +
+#                         UBSan build, a ThreadSanitizer build of the threaded tests, and a short
+#                         fuzz run
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake ninja-build pkg-config ccache libimath-dev libzstd-dev liblz4-dev libtbb-dev
-          libgtest-dev libbenchmark-dev libcli11-dev clang-format clang libclang-rt-14-dev)
+          libgtest-dev libbenchmark-dev libcli11-dev clang-format clang libclang-rt-14-dev python3)
 
 install_missing() {
     local missing=()
@@ -47,6 +48,8 @@ demo)
     ;;
 test)
     install_missing
+    echo "== layer check"
+    python3 scripts/check_layers.py
     echo "== format check"
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
     echo "== optimised build, warnings as errors"

@@ -1,7 +1,5 @@
 #include "tools/Inspect.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <sstream>
 
@@ -27,43 +25,20 @@ std::string flagWords(uint64_t flags) {
     return words.empty() ? "none" : words;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
-// Reads the header and the data section, expanding the data when the file is compressed as a
-// whole; `expanded` tells whether it was.
-bool readData(const std::string& path, ArchiveFileHeader& header, Archive& archive, bool& expanded,
+// Opens the file and reads its data section (expanded when the file is compressed as a whole).
+bool readData(const std::string& path, ArchiveFileReader& file, Archive& archive,
               std::ostream& err) {
-    std::unique_ptr<std::FILE, FileCloser> file(
-        std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
-    if (!file) {
-        err << "zelto: cannot open " << path << "\n";
+    if (!file.open(path)) {
+        if (file.isOpen())
+            err << "zelto: " << path << " is not an archive file\n";
+        else
+            err << "zelto: cannot open " << path << "\n";
         return false;
     }
-    if (!ArchiveFileHeader::read(file.get(), header)) {
-        err << "zelto: " << path << " is not an archive file\n";
-        return false;
-    }
-    archive.resize(header.dataSize);
-    if (header.dataSize &&
-        std::fread(archive.data, 1, header.dataSize, file.get()) != header.dataSize) {
+    if (!file.readDataSection(archive)) {
         err << "zelto: cannot read the data of " << path << "\n";
         return false;
     }
-    archive.version = header.version;
-    archive.text = header.text;
-    expanded = false;
-    if ((header.flags & Archive::kCompressFile) && header.dataSize) {
-        size_t size = 0;
-        if (unsigned char* plain = ZeltoUtils::decompressBuffer(archive.data, archive.size, size)) {
-            archive.clear();
-            archive.data = plain;
-            archive.size = size;
-            expanded = true;
-        }
-    }
-    archive.reset();
     return true;
 }
 
@@ -145,17 +120,17 @@ void printMetadataTree(std::ostream& out, const Metadata& value, const std::stri
 
 int inspectFile(const std::string& path, const InspectOptions& options, std::ostream& out,
                 std::ostream& err) {
-    ArchiveFileHeader header;
+    ArchiveFileReader file;
     Archive archive;
-    bool expanded = false;
-    if (!readData(path, header, archive, expanded, err)) return 1;
+    if (!readData(path, file, archive, err)) return 1;
+    const ArchiveFileHeader& header = file.header();
 
     out << "file:    " << path << "\n";
     out << "version: " << header.version << "\n";
     out << "flags:   " << header.flags << " (" << flagWords(header.flags) << ")\n";
     out << "text:    \"" << header.text << "\"\n";
     out << "data:    " << header.dataSize << " bytes, ";
-    if (expanded) {
+    if (file.wasExpanded()) {
         out << "compressed (" << archive.size << " bytes expanded)\n";
     } else if (header.flags & Archive::kCompressFile) {
         out << "stored raw (flagged compressed, but does not decompress)\n";

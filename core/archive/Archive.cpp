@@ -1,6 +1,7 @@
 #include "core/archive/Archive.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace ZeltoCore {

@@ -3,7 +3,9 @@
 // Writers size the buffer up front from memSize() and then write without growth; readers walk
 // the same cursor. Every read goes through read(), which refuses to run past `size`: such a read
 // copies nothing, leaves zeros and sets a sticky failure flag that failed() reports. Counts and
-// lengths are checked against the bytes left before anything is allocated for them.
+// lengths are checked against the bytes left before anything is allocated for them. The value
+// operators << and >> are in core/archive/ArchiveOperators.h, so a user of the buffer alone pulls
+// in no Imath.
 //
 //   Archive a(value.memSize(), 0);
 //   value.serialise(a); a.reset(); other.deserialise(a);
@@ -126,5 +128,3 @@ private:
 ZELTO_API Archive& operator<<(Archive& target, const Archive& source);
 
 }  // namespace ZeltoCore
-
-#include "core/archive/Encoding.h"

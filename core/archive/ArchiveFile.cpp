@@ -11,6 +11,7 @@
 
 #include "core/archive/Archive.h"
 #include "core/archive/ArchiveFileHeader.h"
+#include "core/archive/ArchiveFileReader.h"
 #include "utils/Base64.h"
 #include "utils/Compression.h"
 #include "utils/Environment.h"
@@ -132,33 +133,8 @@ bool ArchiveFileHeader::read(std::FILE* file, ArchiveFileHeader& header) {
 }
 
 bool Archive::readFromFile(const std::string& path) {
-    if (path.empty()) return false;
-    File f(std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
-    ArchiveFileHeader header;
-    if (!f || !ArchiveFileHeader::read(f.get(), header)) return false;
-
-    // Everything is read before the archive changes: a refused file leaves it as it was.
-    uint64_t left = header.dataSize;
-    Block raw(left ? static_cast<unsigned char*>(std::malloc(left)) : nullptr);
-    if (left && !raw) return false;
-    if (!take(f.get(), raw.get(), header.dataSize, left)) return false;
-
-    if (ownsData) std::free(data);
-    data = raw.release();
-    size = header.dataSize;
-    position = 0;
-    ownsData = true;
-    version = header.version;
-    flags = header.flags;
-    text = std::move(header.text);
-    m_failed = false;
-
-    if ((flags & kCompressFile) && size) {
-        size_t outSize = 0;
-        if (unsigned char* block = ZeltoUtils::decompressBuffer(data, size, outSize))
-            adopt(*this, block, outSize);
-    }
-    return true;
+    ArchiveFileReader file;
+    return file.open(path) && file.readDataSection(*this);
 }
 
 std::string Archive::encodeBase64(bool compress) {

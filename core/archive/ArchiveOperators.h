@@ -2,6 +2,12 @@
 // Reads never allocate for a count or length that cannot fit in the bytes left.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <vector>
+
 #include "core/archive/Archive.h"
 #include "core/archive/Encoding.h"
 

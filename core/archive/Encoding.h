@@ -8,23 +8,16 @@
 //   a << std::vector<Imath::V3d>{...};
 #pragma once
 
-#include <Imath/ImathBox.h>
-#include <Imath/ImathEuler.h>
-#include <Imath/ImathMatrix.h>
-#include <Imath/ImathQuat.h>
-#include <Imath/ImathVec.h>
+// Declarations suffice: a value's layout is used only where the caller has the complete type.
+#include <Imath/ImathForward.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <cstring>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 namespace ZeltoCore {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the archive format is little-endian");
-
-class Archive;
 
 // Primary template: not encodable.
 template <class T, class = void>
@@ -108,5 +101,3 @@ template <class T>
 inline constexpr bool isEncodable = Encoding<T>::defined;
 
 }  // namespace ZeltoCore
-
-#include "core/archive/ArchiveOperators.h"

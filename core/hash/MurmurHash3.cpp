@@ -1,11 +1,30 @@
 #include "core/hash/MurmurHash3.h"
 
+#include <Imath/ImathEuler.h>
+
 #include <cstring>
 #include <iomanip>
 #include <sstream>
 
 namespace ZeltoCore {
 namespace {
+
+// The canonical bytes of an Euler for hashing: angles, one byte of order flags, three zero
+// bytes, the 32-bit initial axis (20 bytes for float, 32 for double).
+template <class T>
+constexpr size_t eulerHashSize() {
+    return 3 * sizeof(T) + 8;
+}
+template <class T>
+void eulerHashBytes(const Imath::Euler<T>& e, unsigned char* out) {
+    std::memcpy(out, &e.x, 3 * sizeof(T));
+    unsigned char* tail = out + 3 * sizeof(T);
+    tail[0] = static_cast<unsigned char>((e.frameStatic() ? 1 : 0) | (e.initialRepeated() ? 2 : 0) |
+                                         (e.parityEven() ? 4 : 0));
+    tail[1] = tail[2] = tail[3] = 0;
+    const int32_t axis = static_cast<int32_t>(e.initialAxis());
+    std::memcpy(tail + 4, &axis, 4);
+}
 
 inline uint64_t rotl64(uint64_t x, int r) {
     return (x << r) | (x >> (64 - r));

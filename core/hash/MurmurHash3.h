@@ -9,12 +9,10 @@
 //   h.append(3.5); h.append(std::string("joint"));
 #pragma once
 
-#include <Imath/ImathBox.h>
-#include <Imath/ImathEuler.h>
-#include <Imath/ImathMatrix.h>
-#include <Imath/ImathQuat.h>
-#include <Imath/ImathVec.h>
+// Declarations suffice: the Imath appends are templates or take references.
+#include <Imath/ImathForward.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -106,22 +104,5 @@ public:
 
 // 32 lowercase hex digits: h1 then h2, each zero-padded to 16.
 ZELTO_API std::ostream& operator<<(std::ostream& os, const MurmurHash3& h);
-
-// The canonical bytes of an Euler for hashing: angles, one byte of order flags, three zero
-// bytes, the 32-bit initial axis (20 bytes for float, 32 for double).
-template <class T>
-constexpr size_t eulerHashSize() {
-    return 3 * sizeof(T) + 8;
-}
-template <class T>
-void eulerHashBytes(const Imath::Euler<T>& e, unsigned char* out) {
-    std::memcpy(out, &e.x, 3 * sizeof(T));
-    unsigned char* tail = out + 3 * sizeof(T);
-    tail[0] = static_cast<unsigned char>((e.frameStatic() ? 1 : 0) | (e.initialRepeated() ? 2 : 0) |
-                                         (e.parityEven() ? 4 : 0));
-    tail[1] = tail[2] = tail[3] = 0;
-    const int32_t axis = static_cast<int32_t>(e.initialAxis());
-    std::memcpy(tail + 4, &axis, 4);
-}
 
 }  // namespace ZeltoCore

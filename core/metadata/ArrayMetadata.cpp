@@ -106,7 +106,7 @@ bool ArrayMetadata::deserialisePlain(Archive& archive) {
     bool intact = true;
     if (archive.version == 1) {
         for (auto& result : results) {
-            result = internal::readValueInPlace(archive);
+            result = internal::readNextValue(archive);
             // Without offsets nothing after an unreadable element can be found.
             if (!result) {
                 intact = false;
@@ -115,7 +115,7 @@ bool ArrayMetadata::deserialisePlain(Archive& archive) {
         }
     } else {
         const bool parallel = (archive.flags & Archive::kParallel) != 0;
-        intact = internal::readValues(archive, areaStart, rows, results, false, parallel);
+        intact = internal::readRowValues(archive, areaStart, rows, results, false, parallel);
         archive.position = internal::areaEnd(archive, areaStart, rows);
     }
     m_elements.swap(results);

@@ -25,7 +25,7 @@ namespace ZeltoCore {
 
 class ZELTO_API ArrayMetadata : public Metadata {
 public:
-    static unsigned int staticTypeId() { return 2; }
+    static constexpr unsigned int staticTypeId() { return 2; }
     static std::string staticTypeStr() { return "ArrayMetadata"; }
     static Metadata* creator();
 

@@ -44,7 +44,7 @@ bool ArrayMetadata::deserialiseCompressed(Archive& archive) {
     std::vector<std::shared_ptr<Metadata>> results;
     std::vector<char> decoded;
     const bool intact =
-        internal::decodeRows(archive, areaStart, rows, true, parallel, results, decoded);
+        internal::readRowBlocks(archive, areaStart, rows, true, parallel, results, decoded);
     m_elements.resize(rows.size());
     for (size_t i = 0; i < rows.size(); ++i) {
         if (decoded[i]) m_elements[i] = std::move(results[i]);
@@ -76,7 +76,7 @@ bool ArrayMetadata::deserialiseKeys(Archive& archive, const std::vector<size_t>&
     std::vector<std::shared_ptr<Metadata>> results;
     std::vector<char> decoded;
     const bool intact =
-        internal::decodeRows(archive, areaStart, rows, compressed, parallel, results, decoded);
+        internal::readRowBlocks(archive, areaStart, rows, compressed, parallel, results, decoded);
     m_elements.resize(wanted.size());
     for (size_t k = 0; k < wanted.size(); ++k) {
         if (decoded[k]) m_elements[k] = std::move(results[k]);
@@ -88,16 +88,16 @@ bool ArrayMetadata::deserialiseKeys(Archive& archive, const std::vector<size_t>&
 
 bool ArrayMetadata::deserialiseKeys(const std::string& path, const std::vector<size_t>& indices,
                                     bool merge) {
-    internal::ArchiveFileReader file;
+    ArchiveFileReader file;
     if (!file.open(path)) return false;
     const ArchiveFileHeader& header = file.header();
     if (header.flags & Archive::kCompressFile) {
         Archive archive;
-        return file.readData(archive) && deserialiseKeys(archive, indices, merge);
+        return file.readDataSection(archive) && deserialiseKeys(archive, indices, merge);
     }
 
     internal::ContainerHead head;
-    if (header.version == 1 || !file.readContainerHead(false, head) ||
+    if (header.version == 1 || !internal::readContainerHead(file, false, head) ||
         head.typeId != staticTypeId() ||
         head.count > (header.dataSize - head.bytes) / internal::kArrayRowBytes) {
         return false;
@@ -119,7 +119,7 @@ bool ArrayMetadata::deserialiseKeys(const std::string& path, const std::vector<s
     std::vector<char> decoded;
     const bool parallel = (header.flags & Archive::kParallel) != 0;
     const bool intact =
-        internal::readBlocks(file, tableStart + tableSize, rows, parallel, values, decoded);
+        internal::readFileRowBlocks(file, tableStart + tableSize, rows, parallel, values, decoded);
     if (!merge) m_elements.clear();
     for (auto& value : values)
         m_elements.push_back(std::move(value));

@@ -5,6 +5,7 @@
 #include "core/math/Transform.h"
 
 namespace ZeltoCore {
+namespace detail {
 
 Imath::Quat<double> blendQuat(const Imath::Quat<double>& a, const Imath::Quat<double>& b, float t) {
     Imath::Quat<double> q1 = a;
@@ -49,4 +50,5 @@ Imath::Matrix44<double> blendMatrix(const Imath::Matrix44<double>& a,
     return m;
 }
 
+}  // namespace detail
 }  // namespace ZeltoCore

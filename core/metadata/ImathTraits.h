@@ -21,9 +21,10 @@
 #include <ostream>
 
 #include "core/metadata/NumberTraits.h"
-#include "utils/Export.h"
 
 namespace ZeltoCore {
+
+namespace detail {
 
 // "(a, b, c)" of n components.
 template <class S>
@@ -46,10 +47,11 @@ inline int wrapAdd(int a, int b) {
 
 // Own spherical interpolation of Quat<double> (sign-aligned, unnormalised, linear when the inputs
 // are within 1e-4 of parallel), and the matrix blend built on it.
-ZELTO_API Imath::Quat<double> blendQuat(const Imath::Quat<double>& a, const Imath::Quat<double>& b,
-                                        float t);
-ZELTO_API Imath::Matrix44<double> blendMatrix(const Imath::Matrix44<double>& a,
-                                              const Imath::Matrix44<double>& b, float t);
+Imath::Quat<double> blendQuat(const Imath::Quat<double>& a, const Imath::Quat<double>& b, float t);
+Imath::Matrix44<double> blendMatrix(const Imath::Matrix44<double>& a,
+                                    const Imath::Matrix44<double>& b, float t);
+
+}  // namespace detail
 
 template <class V>
 struct VecTraits : FixedLayout<V> {
@@ -87,7 +89,7 @@ struct VecTraits : FixedLayout<V> {
     }
 
     static constexpr bool kHasText = true;
-    static void text(std::ostream& os, const V& v) { writeComponents(os, &v[0], kDim); }
+    static void text(std::ostream& os, const V& v) { detail::writeComponents(os, &v[0], kDim); }
 
     // Weighted sum: double weights as given, float weights rounded to float, int weights
     // truncated to int (so |w| < 1 contributes nothing).
@@ -97,7 +99,7 @@ struct VecTraits : FixedLayout<V> {
         V r;
         for (int i = 0; i < kDim; ++i) {
             if constexpr (kInt) {
-                r[i] = wrapMul(v[i], truncToInt32(w));
+                r[i] = detail::wrapMul(v[i], detail::truncToInt32(w));
             } else {
                 r[i] = v[i] * static_cast<S>(w);
             }
@@ -107,7 +109,7 @@ struct VecTraits : FixedLayout<V> {
     static void weightedAdd(V& acc, const V& term) {
         for (int i = 0; i < kDim; ++i) {
             if constexpr (kInt) {
-                acc[i] = wrapAdd(acc[i], term[i]);
+                acc[i] = detail::wrapAdd(acc[i], term[i]);
             } else {
                 acc[i] += term[i];
             }
@@ -120,7 +122,7 @@ struct VecTraits : FixedLayout<V> {
     static V lerp(const V& a, const V& b, float t) {
         V r;
         for (int i = 0; i < kDim; ++i)
-            r[i] = lerpNumber(a[i], b[i], t);
+            r[i] = detail::lerpNumber(a[i], b[i], t);
         return r;
     }
 };
@@ -151,7 +153,7 @@ struct QuatTraits : FixedLayout<Imath::Quat<S>> {
     static constexpr bool kHasText = true;
     static void text(std::ostream& os, const Q& q) {
         const S c[4] = {q.r, q.v.x, q.v.y, q.v.z};
-        writeComponents(os, c, 4);
+        detail::writeComponents(os, c, 4);
     }
 
     // Component-wise weighted sum, no normalisation and no sign alignment.
@@ -164,7 +166,7 @@ struct QuatTraits : FixedLayout<Imath::Quat<S>> {
     static bool elementsEqual(const Q& a, const Q& b) { return close(a, b, static_cast<S>(1e-5)); }
     static Q lerp(const Q& a, const Q& b, float t) {
         if constexpr (std::is_same_v<S, double>) {
-            return blendQuat(a, b, t);
+            return detail::blendQuat(a, b, t);
         } else {
             return Imath::slerpShortestArc(a, b, t);
         }
@@ -229,7 +231,9 @@ struct MatrixTraits : FixedLayout<Imath::Matrix44<S>> {
     static bool equal(const M& a, const M& b, double) { return a == b; }
 
     static constexpr bool kHasText = true;
-    static void text(std::ostream& os, const M& m) { writeComponents(os, m.getValue(), 16); }
+    static void text(std::ostream& os, const M& m) {
+        detail::writeComponents(os, m.getValue(), 16);
+    }
 
     static constexpr bool kWeighted = true;
     using Acc = M;
@@ -243,10 +247,10 @@ struct MatrixTraits : FixedLayout<Imath::Matrix44<S>> {
     // Single-precision matrices blend through double.
     static M lerp(const M& a, const M& b, float t) {
         if constexpr (std::is_same_v<S, double>) {
-            return blendMatrix(a, b, t);
+            return detail::blendMatrix(a, b, t);
         } else {
             const Imath::Matrix44<double> r =
-                blendMatrix(Imath::Matrix44<double>(a), Imath::Matrix44<double>(b), t);
+                detail::blendMatrix(Imath::Matrix44<double>(a), Imath::Matrix44<double>(b), t);
             return M(r);
         }
     }

@@ -130,8 +130,8 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     // Held values are reused when the map holds exactly the stored keys.
     const bool sorted = strictlyAscending(keys);
     std::vector<iterator> held;
-    bool reuse = count == m_entries.size();
-    if (reuse && count) {
+    bool inPlace = count == m_entries.size();
+    if (inPlace && count) {
         std::vector<size_t> order;
         if (!sorted) {
             order.resize(count);
@@ -144,7 +144,7 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
         for (size_t j = 0; j < count; ++j, ++it) {
             const size_t i = sorted ? j : order[j];
             if (std::string_view(it->first) != keys[i]) {
-                reuse = false;
+                inPlace = false;
                 break;
             }
             held[i] = it;
@@ -152,14 +152,15 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     }
 
     std::vector<std::shared_ptr<Metadata>> results(count);
-    if (reuse) {
+    if (inPlace) {
         for (size_t i = 0; i < count; ++i)
             results[i] = held[i]->second;
     }
     const bool parallel = (archive.flags & Archive::kParallel) != 0;
-    const bool intact = internal::readValues(archive, areaStart, rows, results, reuse, parallel);
+    const bool intact =
+        internal::readRowValues(archive, areaStart, rows, results, inPlace, parallel);
 
-    if (reuse) {
+    if (inPlace) {
         for (size_t i = 0; i < count; ++i)
             held[i]->second = std::move(results[i]);
     } else {

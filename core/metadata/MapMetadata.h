@@ -33,7 +33,7 @@ public:
     using iterator = Entries::iterator;
     using const_iterator = Entries::const_iterator;
 
-    static unsigned int staticTypeId() { return 1; }
+    static constexpr unsigned int staticTypeId() { return 1; }
     static std::string staticTypeStr() { return "MapMetadata"; }
     static Metadata* creator();
 

@@ -30,7 +30,7 @@ bool MapMetadata::deserialiseCompressed(Archive& archive) {
     std::vector<std::shared_ptr<Metadata>> results;
     std::vector<char> decoded;
     const bool intact =
-        internal::decodeRows(archive, archive.position, rows, true, parallel, results, decoded);
+        internal::readRowBlocks(archive, archive.position, rows, true, parallel, results, decoded);
 
     // The map ends up holding exactly the stored keys, every one with a new value or none.
     Entries fresh;

@@ -81,8 +81,8 @@ bool MapMetadata::deserialiseKeys(Archive& archive, const std::vector<std::strin
     const bool parallel = (archive.flags & Archive::kParallel) != 0;
     std::vector<std::shared_ptr<Metadata>> results;
     std::vector<char> decoded;
-    const bool intact = internal::decodeRows(archive, areaStart, targetRows, compressed, parallel,
-                                             results, decoded);
+    const bool intact = internal::readRowBlocks(archive, areaStart, targetRows, compressed,
+                                                parallel, results, decoded);
     for (size_t i = 0; i < targets.size(); ++i) {
         if (decoded[i]) targets[i]->second = std::move(results[i]);
     }
@@ -93,17 +93,17 @@ bool MapMetadata::deserialiseKeys(Archive& archive, const std::vector<std::strin
 
 bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std::string>& keys,
                                   bool merge, bool parallel) {
-    internal::ArchiveFileReader file;
+    ArchiveFileReader file;
     if (!file.open(path)) return false;
     const ArchiveFileHeader& header = file.header();
     if (header.flags & Archive::kCompressFile) {
         Archive archive;
-        return file.readData(archive) && deserialiseKeys(archive, keys, merge);
+        return file.readDataSection(archive) && deserialiseKeys(archive, keys, merge);
     }
 
     // Header and table are checked against the file before anything is allocated for them.
     internal::ContainerHead head;
-    if (!file.readContainerHead(true, head) || head.typeId != staticTypeId() ||
+    if (!internal::readContainerHead(file, true, head) || head.typeId != staticTypeId() ||
         head.tableSize > header.dataSize - head.bytes ||
         head.count > head.tableSize / internal::kMapRowBytes) {
         return false;
@@ -119,8 +119,8 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
     if (!findRows(table.get(), tableSize, head.count, wanted, rows, found, used)) return false;
 
     // Held values read themselves in place when the map holds exactly the requested keys.
-    const bool reuse = !merge && holdsExactly(m_entries, keys);
-    if (!merge && !reuse) m_entries.clear();
+    const bool inPlace = !merge && holdsExactly(m_entries, keys);
+    if (!merge && !inPlace) m_entries.clear();
     std::vector<const std::string*> targets;
     std::vector<ValueRow> targetRows;
     std::vector<std::shared_ptr<Metadata>> values;
@@ -129,11 +129,11 @@ bool MapMetadata::deserialiseKeys(const std::string& path, const std::vector<std
         targets.push_back(&wanted.key(k));
         targetRows.push_back(rows[k]);
         // An entry held without value is read like a new one.
-        values.push_back(reuse ? m_entries.find(wanted.key(k))->second : nullptr);
+        values.push_back(inPlace ? m_entries.find(wanted.key(k))->second : nullptr);
     }
     std::vector<char> decoded;
     const bool intact =
-        internal::readBlocks(file, tableStart + used, targetRows, parallel, values, decoded);
+        internal::readFileRowBlocks(file, tableStart + used, targetRows, parallel, values, decoded);
     for (size_t i = 0; i < targets.size(); ++i) {
         if (decoded[i]) m_entries[*targets[i]] = std::move(values[i]);
     }

@@ -21,6 +21,7 @@
 #include "core/metadata/Metadata.h"
 #include "core/metadata/NumberTraits.h"
 #include "core/metadata/TextTraits.h"
+#include "core/metadata/ValueTypeList.h"
 #include "utils/Export.h"
 
 namespace ZeltoCore {
@@ -74,84 +75,13 @@ private:
     T m_value;
 };
 
-// Instantiated once, in the library.
-extern template class MetadataImpl<bool>;
-extern template class MetadataImpl<char>;
-extern template class MetadataImpl<unsigned char>;
-extern template class MetadataImpl<short>;
-extern template class MetadataImpl<unsigned short>;
-extern template class MetadataImpl<int>;
-extern template class MetadataImpl<unsigned int>;
-extern template class MetadataImpl<int64_t>;
-extern template class MetadataImpl<uint64_t>;
-extern template class MetadataImpl<float>;
-extern template class MetadataImpl<double>;
-extern template class MetadataImpl<std::string>;
-extern template class MetadataImpl<MurmurHash3>;
-extern template class MetadataImpl<Imath::V2d>;
-extern template class MetadataImpl<Imath::V2i>;
-extern template class MetadataImpl<Imath::V2f>;
-extern template class MetadataImpl<Imath::V3d>;
-extern template class MetadataImpl<Imath::V3i>;
-extern template class MetadataImpl<Imath::V3f>;
-extern template class MetadataImpl<Imath::V4d>;
-extern template class MetadataImpl<Imath::V4i>;
-extern template class MetadataImpl<Imath::V4f>;
-extern template class MetadataImpl<Imath::M44d>;
-extern template class MetadataImpl<Imath::M44f>;
-extern template class MetadataImpl<Imath::Quatd>;
-extern template class MetadataImpl<Imath::Quatf>;
-extern template class MetadataImpl<Imath::Eulerd>;
-extern template class MetadataImpl<Imath::Eulerf>;
-extern template class MetadataImpl<Imath::Box2d>;
-extern template class MetadataImpl<Imath::Box2i>;
-extern template class MetadataImpl<Imath::Box2f>;
-extern template class MetadataImpl<Imath::Box3d>;
-extern template class MetadataImpl<Imath::Box3i>;
-extern template class MetadataImpl<Imath::Box3f>;
-extern template class MetadataImpl<ZeltoUtils::Mesh>;
-extern template class MetadataImpl<ZeltoUtils::Image>;
-extern template class MetadataImpl<ZeltoUtils::Curve>;
-extern template class MetadataImpl<ZeltoUtils::SampledCurve>;
+// Instantiated once, in the library, for every row of the value type list; short names as
+// registered (DoubleMetadata, ...). A layer above metadata declares its own rows the same way.
+#define ZELTO_DECLARE_SCALAR_(want, layer, group, T, Name, arrays)       \
+    ZELTO_VALUE_WHEN(layer, want, extern template class MetadataImpl<T>; \
+                     using Name##Metadata = MetadataImpl<T>;)
+#define ZELTO_DECLARE_SCALARS(layer) ZELTO_VALUE_TYPES(ZELTO_DECLARE_SCALAR_, layer)
 
-// Short names, as registered.
-using BoolMetadata = MetadataImpl<bool>;
-using CharMetadata = MetadataImpl<char>;
-using UCharMetadata = MetadataImpl<unsigned char>;
-using ShortMetadata = MetadataImpl<short>;
-using UShortMetadata = MetadataImpl<unsigned short>;
-using IntMetadata = MetadataImpl<int>;
-using UIntMetadata = MetadataImpl<unsigned int>;
-using Int64Metadata = MetadataImpl<int64_t>;
-using UInt64Metadata = MetadataImpl<uint64_t>;
-using FloatMetadata = MetadataImpl<float>;
-using DoubleMetadata = MetadataImpl<double>;
-using StringMetadata = MetadataImpl<std::string>;
-using HashMetadata = MetadataImpl<MurmurHash3>;
-using Vector2Metadata = MetadataImpl<Imath::V2d>;
-using Vector2iMetadata = MetadataImpl<Imath::V2i>;
-using Vector2fMetadata = MetadataImpl<Imath::V2f>;
-using Vector3Metadata = MetadataImpl<Imath::V3d>;
-using Vector3iMetadata = MetadataImpl<Imath::V3i>;
-using Vector3fMetadata = MetadataImpl<Imath::V3f>;
-using Vector4Metadata = MetadataImpl<Imath::V4d>;
-using Vector4iMetadata = MetadataImpl<Imath::V4i>;
-using Vector4fMetadata = MetadataImpl<Imath::V4f>;
-using MatrixMetadata = MetadataImpl<Imath::M44d>;
-using MatrixfMetadata = MetadataImpl<Imath::M44f>;
-using QuaternionMetadata = MetadataImpl<Imath::Quatd>;
-using QuaternionfMetadata = MetadataImpl<Imath::Quatf>;
-using EulerMetadata = MetadataImpl<Imath::Eulerd>;
-using EulerfMetadata = MetadataImpl<Imath::Eulerf>;
-using Box2Metadata = MetadataImpl<Imath::Box2d>;
-using Box2iMetadata = MetadataImpl<Imath::Box2i>;
-using Box2fMetadata = MetadataImpl<Imath::Box2f>;
-using Box3Metadata = MetadataImpl<Imath::Box3d>;
-using Box3iMetadata = MetadataImpl<Imath::Box3i>;
-using Box3fMetadata = MetadataImpl<Imath::Box3f>;
-using MeshMetadata = MetadataImpl<ZeltoUtils::Mesh>;
-using ImageMetadata = MetadataImpl<ZeltoUtils::Image>;
-using CurveMetadata = MetadataImpl<ZeltoUtils::Curve>;
-using SampledCurveMetadata = MetadataImpl<ZeltoUtils::SampledCurve>;
+ZELTO_DECLARE_SCALARS(metadata)
 
 }  // namespace ZeltoCore

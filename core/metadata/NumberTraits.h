@@ -19,6 +19,8 @@
 
 namespace ZeltoCore {
 
+namespace detail {
+
 // Truncation toward zero; NaN and out-of-range input give the x86 "integer indefinite" result
 // (the lowest value) instead of undefined behaviour.
 inline int32_t truncToInt32(double d) {
@@ -60,6 +62,9 @@ S lerpNumber(S a, S b, float t) {
 }
 
 // Stored characters order and blend as signed numbers.
+
+}  // namespace detail
+
 static_assert(std::is_signed_v<char>, "char must be signed (build with -fsigned-char)");
 
 template <class S>
@@ -105,11 +110,11 @@ struct NumberTraits : FixedLayout<S> {
         } else if constexpr (std::is_same_v<S, float>) {
             return static_cast<float>(double(v) * w);
         } else if constexpr (std::is_same_v<S, uint64_t>) {
-            return truncToUInt64(double(v) * w);
+            return detail::truncToUInt64(double(v) * w);
         } else if constexpr (std::is_same_v<S, int64_t> || std::is_same_v<S, unsigned int>) {
-            return static_cast<S>(truncToInt64(double(v) * w));
+            return static_cast<S>(detail::truncToInt64(double(v) * w));
         } else {
-            return static_cast<S>(truncToInt32(double(v) * w));
+            return static_cast<S>(detail::truncToInt32(double(v) * w));
         }
     }
     static void weightedAdd(Acc& acc, Acc term) {
@@ -124,7 +129,7 @@ struct NumberTraits : FixedLayout<S> {
         if constexpr (std::is_same_v<S, bool>) {
             v = acc >= 0.9;
         } else if constexpr (std::is_same_v<S, int>) {
-            v = truncToInt32(acc);
+            v = detail::truncToInt32(acc);
         } else {
             v = acc;
         }
@@ -138,7 +143,7 @@ struct NumberTraits : FixedLayout<S> {
             return a == b;
         }
     }
-    static S lerp(S a, S b, float t) { return lerpNumber(a, b, t); }
+    static S lerp(S a, S b, float t) { return detail::lerpNumber(a, b, t); }
 };
 
 // A bool array stores every element as an unsigned 16-bit 1 or 0; only exactly 1 reads as true.

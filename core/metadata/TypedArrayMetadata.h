@@ -100,80 +100,15 @@ private:
     std::vector<T> m_value;
 };
 
-// Instantiated once, in the library.
-extern template class TypedArrayMetadata<bool>;
-extern template class TypedArrayMetadata<char>;
-extern template class TypedArrayMetadata<unsigned char>;
-extern template class TypedArrayMetadata<short>;
-extern template class TypedArrayMetadata<unsigned short>;
-extern template class TypedArrayMetadata<int>;
-extern template class TypedArrayMetadata<unsigned int>;
-extern template class TypedArrayMetadata<int64_t>;
-extern template class TypedArrayMetadata<uint64_t>;
-extern template class TypedArrayMetadata<float>;
-extern template class TypedArrayMetadata<double>;
-extern template class TypedArrayMetadata<std::string>;
-extern template class TypedArrayMetadata<Imath::V2d>;
-extern template class TypedArrayMetadata<Imath::V2i>;
-extern template class TypedArrayMetadata<Imath::V2f>;
-extern template class TypedArrayMetadata<Imath::V3d>;
-extern template class TypedArrayMetadata<Imath::V3i>;
-extern template class TypedArrayMetadata<Imath::V3f>;
-extern template class TypedArrayMetadata<Imath::V4d>;
-extern template class TypedArrayMetadata<Imath::V4i>;
-extern template class TypedArrayMetadata<Imath::V4f>;
-extern template class TypedArrayMetadata<Imath::M44d>;
-extern template class TypedArrayMetadata<Imath::M44f>;
-extern template class TypedArrayMetadata<Imath::Quatd>;
-extern template class TypedArrayMetadata<Imath::Quatf>;
-extern template class TypedArrayMetadata<Imath::Eulerd>;
-extern template class TypedArrayMetadata<Imath::Eulerf>;
-extern template class TypedArrayMetadata<Imath::Box2d>;
-extern template class TypedArrayMetadata<Imath::Box2i>;
-extern template class TypedArrayMetadata<Imath::Box2f>;
-extern template class TypedArrayMetadata<Imath::Box3d>;
-extern template class TypedArrayMetadata<Imath::Box3i>;
-extern template class TypedArrayMetadata<Imath::Box3f>;
-extern template class TypedArrayMetadata<ZeltoUtils::Mesh>;
-extern template class TypedArrayMetadata<ZeltoUtils::Curve>;
-extern template class TypedArrayMetadata<ZeltoUtils::SampledCurve>;
+// Instantiated once, in the library, for every row of the value type list that has an array
+// type; short names as registered (DoubleArrayMetadata, ...).
+#define ZELTO_DECLARE_ARRAY_(want, layer, group, T, Name, arrays)                        \
+    ZELTO_VALUE_WHEN(                                                                    \
+        layer, want,                                                                     \
+        ZELTO_VALUE_WHEN(arrays, withArray, extern template class TypedArrayMetadata<T>; \
+                         using Name##ArrayMetadata = TypedArrayMetadata<T>;))
+#define ZELTO_DECLARE_ARRAYS(layer) ZELTO_VALUE_TYPES(ZELTO_DECLARE_ARRAY_, layer)
 
-// Short names, as registered.
-using BoolArrayMetadata = TypedArrayMetadata<bool>;
-using CharArrayMetadata = TypedArrayMetadata<char>;
-using UCharArrayMetadata = TypedArrayMetadata<unsigned char>;
-using ShortArrayMetadata = TypedArrayMetadata<short>;
-using UShortArrayMetadata = TypedArrayMetadata<unsigned short>;
-using IntArrayMetadata = TypedArrayMetadata<int>;
-using UIntArrayMetadata = TypedArrayMetadata<unsigned int>;
-using Int64ArrayMetadata = TypedArrayMetadata<int64_t>;
-using UInt64ArrayMetadata = TypedArrayMetadata<uint64_t>;
-using FloatArrayMetadata = TypedArrayMetadata<float>;
-using DoubleArrayMetadata = TypedArrayMetadata<double>;
-using StringArrayMetadata = TypedArrayMetadata<std::string>;
-using Vector2ArrayMetadata = TypedArrayMetadata<Imath::V2d>;
-using Vector2iArrayMetadata = TypedArrayMetadata<Imath::V2i>;
-using Vector2fArrayMetadata = TypedArrayMetadata<Imath::V2f>;
-using Vector3ArrayMetadata = TypedArrayMetadata<Imath::V3d>;
-using Vector3iArrayMetadata = TypedArrayMetadata<Imath::V3i>;
-using Vector3fArrayMetadata = TypedArrayMetadata<Imath::V3f>;
-using Vector4ArrayMetadata = TypedArrayMetadata<Imath::V4d>;
-using Vector4iArrayMetadata = TypedArrayMetadata<Imath::V4i>;
-using Vector4fArrayMetadata = TypedArrayMetadata<Imath::V4f>;
-using MatrixArrayMetadata = TypedArrayMetadata<Imath::M44d>;
-using MatrixfArrayMetadata = TypedArrayMetadata<Imath::M44f>;
-using QuaternionArrayMetadata = TypedArrayMetadata<Imath::Quatd>;
-using QuaternionfArrayMetadata = TypedArrayMetadata<Imath::Quatf>;
-using EulerArrayMetadata = TypedArrayMetadata<Imath::Eulerd>;
-using EulerfArrayMetadata = TypedArrayMetadata<Imath::Eulerf>;
-using Box2ArrayMetadata = TypedArrayMetadata<Imath::Box2d>;
-using Box2iArrayMetadata = TypedArrayMetadata<Imath::Box2i>;
-using Box2fArrayMetadata = TypedArrayMetadata<Imath::Box2f>;
-using Box3ArrayMetadata = TypedArrayMetadata<Imath::Box3d>;
-using Box3iArrayMetadata = TypedArrayMetadata<Imath::Box3i>;
-using Box3fArrayMetadata = TypedArrayMetadata<Imath::Box3f>;
-using MeshArrayMetadata = TypedArrayMetadata<ZeltoUtils::Mesh>;
-using CurveArrayMetadata = TypedArrayMetadata<ZeltoUtils::Curve>;
-using SampledCurveArrayMetadata = TypedArrayMetadata<ZeltoUtils::SampledCurve>;
+ZELTO_DECLARE_ARRAYS(metadata)
 
 }  // namespace ZeltoCore

@@ -16,9 +16,16 @@
 //             isStatic rule), and either lerp(a, b, t) (blend of two elements, t in single
 //             precision) or kBlendPicksFirst (the blend is a copy of the first element)
 //
-// A new value type is a specialisation (usually deriving from a kind such as GeometryKind<T>)
-// plus `template class MetadataImpl<T>;` (and TypedArrayMetadata<T>) in a source that includes
-// core/metadata/internal/MetadataImplDefinitions.h (TypedArrayMetadataDefinitions.h).
+// Adding a value type:
+//   1. its specialisation, usually deriving from a kind (GeometryKind<T>, ...) and naming itself
+//      with ZELTO_VALUE_NAMES, in a traits header of the lowest layer that knows T (types of
+//      skeleton or pose: a header in that folder, never in core/metadata);
+//   2. one row in core/metadata/ValueTypeList.h. Registration, extern templates, short names,
+//      explicit instantiation and the typed test lists follow; core/Init.cpp checks at compile
+//      time that the traits exist, names match the row and no id repeats.
+// The first type of a layer above metadata also needs the pieces that layer expands once (see
+// ValueTypeList.h): its declarations, one instantiating source, and its header in
+// core/ZeltoCore.h, from which Init.cpp registers.
 //
 //   static_assert(ValueTraits<double>::id == 4);
 //   ValueTraits<Imath::V3d>::text(std::cout, Imath::V3d(1, 2, 3));  // (1, 2, 3)
@@ -27,7 +34,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 #include "core/hash/MurmurHash3.h"
 
 namespace ZeltoCore {

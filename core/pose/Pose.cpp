@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/archive/ArchiveOperators.h"
 #include "core/math/Transform.h"
 #include "core/skeleton/Skeleton.h"
 

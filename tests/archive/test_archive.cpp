@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 
 using ZeltoCore::Archive;
 

@@ -10,7 +10,7 @@
 #include <iterator>
 #include <string>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 
 using ZeltoCore::Archive;
 namespace fs = std::filesystem;

@@ -1,3 +1,8 @@
+#include <Imath/ImathBox.h>
+#include <Imath/ImathEuler.h>
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathQuat.h>
+#include <Imath/ImathVec.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -5,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "core/archive/Archive.h"
+#include "core/archive/ArchiveOperators.h"
 
 using ZeltoCore::Archive;
 

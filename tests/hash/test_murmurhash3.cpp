@@ -1,3 +1,7 @@
+#include <Imath/ImathBox.h>
+#include <Imath/ImathEuler.h>
+#include <Imath/ImathQuat.h>
+#include <Imath/ImathVec.h>
 #include <gtest/gtest.h>
 
 #include <cstring>

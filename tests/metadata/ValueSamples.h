@@ -70,21 +70,22 @@ template <> inline ZeltoUtils::Image sample() {
     float px[6] = {0.f, 0.25f, 0.5f, 0.75f, 1.f, 2.f}; return ZeltoUtils::Image(px, 2, 1, 3); }
 // clang-format on
 
-using ScalarTypes =
-    ::testing::Types<bool, char, unsigned char, short, unsigned short, int, unsigned int, int64_t,
-                     uint64_t, float, double, std::string, MurmurHash3, Imath::V2d, Imath::V2i,
-                     Imath::V2f, Imath::V3d, Imath::V3i, Imath::V3f, Imath::V4d, Imath::V4i,
-                     Imath::V4f, Imath::M44d, Imath::M44f, Imath::Quatd, Imath::Quatf,
-                     Imath::Eulerd, Imath::Eulerf, Imath::Box2d, Imath::Box2i, Imath::Box2f,
-                     Imath::Box3d, Imath::Box3i, Imath::Box3f, ZeltoUtils::Mesh, ZeltoUtils::Image,
-                     ZeltoUtils::Curve, ZeltoUtils::SampledCurve>;
-
-using ArrayElementTypes = ::testing::Types<
-    bool, char, unsigned char, short, unsigned short, int, unsigned int, int64_t, uint64_t, float,
-    double, std::string, Imath::V2d, Imath::V2i, Imath::V2f, Imath::V3d, Imath::V3i, Imath::V3f,
-    Imath::V4d, Imath::V4i, Imath::V4f, Imath::M44d, Imath::M44f, Imath::Quatd, Imath::Quatf,
-    Imath::Eulerd, Imath::Eulerf, Imath::Box2d, Imath::Box2i, Imath::Box2f, Imath::Box3d,
-    Imath::Box3i, Imath::Box3f, ZeltoUtils::Mesh, ZeltoUtils::Curve, ZeltoUtils::SampledCurve>;
+// The typed test lists: the metadata rows of the value type list (the pose and skeleton rows are
+// tested with their layers).
+template <class... Ts>
+struct TypesAfterFirst;
+template <class First, class... Ts>
+struct TypesAfterFirst<First, Ts...> {
+    using type = ::testing::Types<Ts...>;
+};
+#define ZELTO_TEST_SCALAR_(want, layer, group, T, Name, arrays) ZELTO_VALUE_WHEN(layer, want, , T)
+#define ZELTO_TEST_ARRAY_(want, layer, group, T, Name, arrays) \
+    ZELTO_VALUE_WHEN(layer, want, ZELTO_VALUE_WHEN(arrays, withArray, , T))
+using ScalarTypes = TypesAfterFirst<void ZELTO_VALUE_TYPES(ZELTO_TEST_SCALAR_, metadata)>::type;
+using ArrayElementTypes =
+    TypesAfterFirst<void ZELTO_VALUE_TYPES(ZELTO_TEST_ARRAY_, metadata)>::type;
+#undef ZELTO_TEST_SCALAR_
+#undef ZELTO_TEST_ARRAY_
 
 // The bytes of the given values one after another, as this (little-endian) host stores them.
 template <class... Ts>

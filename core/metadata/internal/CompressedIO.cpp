@@ -77,8 +77,8 @@ bool writeCompressedLayout(Archive& archive, uint32_t typeId, const TableItems& 
     return ok;
 }
 
-bool decodeValue(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,
-                 std::shared_ptr<Metadata>& slot, bool reuse) {
+bool readBlockInto(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,
+                   std::shared_ptr<Metadata>& slot, bool inPlace) {
     Archive source;
     source.version = version;
     source.flags = 0;
@@ -99,13 +99,13 @@ bool decodeValue(const unsigned char* bytes, uint64_t size, bool compressed, uin
         slot.reset();
         return true;
     }
-    readValue(source, slot, reuse);
+    readValueInto(source, slot, inPlace);
     return true;
 }
 
-bool decodeRows(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool compressed, bool parallel, std::vector<std::shared_ptr<Metadata>>& results,
-                std::vector<char>& decoded) {
+bool readRowBlocks(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                   bool compressed, bool parallel, std::vector<std::shared_ptr<Metadata>>& results,
+                   std::vector<char>& decoded) {
     results.resize(rows.size());
     decoded.assign(rows.size(), 0);
     const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
@@ -116,8 +116,8 @@ bool decodeRows(const Archive& archive, uint64_t areaStart, const std::vector<Va
             inside.store(false, std::memory_order_relaxed);
             return;
         }
-        decoded[i] = decodeValue(archive.data + areaStart + row.offset, row.size, compressed,
-                                 archive.version, results[i], false);
+        decoded[i] = readBlockInto(archive.data + areaStart + row.offset, row.size, compressed,
+                                   archive.version, results[i], false);
     });
     return inside.load();
 }

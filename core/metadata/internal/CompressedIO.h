@@ -25,17 +25,17 @@ namespace internal {
 bool writeCompressedLayout(Archive& archive, uint32_t typeId, const TableItems& table);
 
 // Reads the value held by `size` bytes at `bytes` (a compressed block when `compressed`, plain
-// bytes otherwise) into `slot`, by the rules of readValue; the value's archive carries `version`
-// and no flags. False, `slot` untouched, when a compressed block does not decompress.
-bool decodeValue(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,
-                 std::shared_ptr<Metadata>& slot, bool reuse);
+// bytes otherwise) into `slot`, by the rules of readValueInto; the value's archive carries
+// `version` and no flags. False, `slot` untouched, when a compressed block does not decompress.
+bool readBlockInto(const unsigned char* bytes, uint64_t size, bool compressed, uint64_t version,
+                   std::shared_ptr<Metadata>& slot, bool inPlace);
 
-// decodeValue for every row of an archive's value area, new values only. decoded[i] is false
+// readBlockInto for every row of an archive's value area, into new values only. decoded[i] is false
 // when row i lies outside the buffer or its block does not decompress; results[i] is then
 // untouched. Returns false when a row lies outside the buffer.
-bool decodeRows(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool compressed, bool parallel, std::vector<std::shared_ptr<Metadata>>& results,
-                std::vector<char>& decoded);
+bool readRowBlocks(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                   bool compressed, bool parallel, std::vector<std::shared_ptr<Metadata>>& results,
+                   std::vector<char>& decoded);
 
 }  // namespace internal
 }  // namespace ZeltoCore

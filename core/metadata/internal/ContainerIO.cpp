@@ -19,10 +19,10 @@ struct DepthGuard {
     bool tooDeep() const { return t_readDepth > kMaxReadDepth; }
 };
 
-void readOne(Archive& view, std::shared_ptr<Metadata>& slot, bool reuse) {
+void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlace) {
     const unsigned int id = view.peekTypeId();
-    if (reuse && !slot) return;
-    if (!reuse || slot->typeId() != id) slot = MetadataFactory::instance().createMetadata(id);
+    if (inPlace && !slot) return;
+    if (!inPlace || slot->typeId() != id) slot = MetadataFactory::instance().createMetadata(id);
     if (slot && (!slot->deserialise(view) || view.failed())) slot.reset();
 }
 
@@ -106,14 +106,14 @@ uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const std::vector<V
                : archive.size;
 }
 
-bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value) {
+bool writeValue(Archive& archive, uint64_t begin, uint64_t end, const Metadata& value) {
     ArchiveView view(archive, begin, end);
     value.serialise(view);
     return !view.failed() && view.position == end;
 }
 
-bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                std::vector<std::shared_ptr<Metadata>>& results, bool reuse, bool parallel) {
+bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                   std::vector<std::shared_ptr<Metadata>>& results, bool inPlace, bool parallel) {
     DepthGuard depth;
     const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
     const bool tooDeep = depth.tooDeep();
@@ -135,26 +135,26 @@ bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<Va
         }
         const uint64_t begin = areaStart + row.offset;
         ArchiveView view(archive, begin, begin + row.size);
-        readOne(view, slot, reuse);
+        readInto(view, slot, inPlace);
     });
     return intact.load();
 }
 
-void readValue(Archive& source, std::shared_ptr<Metadata>& slot, bool reuse) {
+void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlace) {
     DepthGuard depth;
     if (depth.tooDeep()) {
         slot.reset();
         return;
     }
-    readOne(source, slot, reuse);
+    readInto(source, slot, inPlace);
 }
 
-std::shared_ptr<Metadata> readValueInPlace(Archive& archive) {
+std::shared_ptr<Metadata> readNextValue(Archive& archive) {
     DepthGuard depth;
     std::shared_ptr<Metadata> value;
     if (!depth.tooDeep()) {
         ArchiveView view(archive, archive.position, archive.size);
-        readOne(view, value, false);
+        readInto(view, value, false);
         if (value) {
             archive.position = view.position;
             return value;

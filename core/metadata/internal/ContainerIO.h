@@ -189,26 +189,26 @@ void forEachIndex(size_t count, bool parallel, const Item& item) {
 
 // Serialises `value` into bytes [begin, end) of `archive`'s buffer; false when it did not fill
 // them exactly (its memSize() and serialise() disagree).
-bool writeValue(const Archive& archive, uint64_t begin, uint64_t end, const Metadata& value);
+bool writeValue(Archive& archive, uint64_t begin, uint64_t end, const Metadata& value);
 
-// Reads the value of every row into results[i] (results has one slot per row).
+// Reads the plain value of every row of a value area into results[i] (one slot per row).
 //
-// Without `reuse` every value is created anew from its stored type id. With `reuse`, results
+// Without `inPlace` every value is created anew from its stored type id. With `inPlace`, results
 // holds the values to read into: a held value of the stored type reads itself in place, a held
 // value of another type is replaced by a new value of the stored type, and an empty slot stays
 // empty. A row of size 0, an unknown type id or a value that fails to read leaves its slot empty.
 // Returns false when a row lies outside the buffer (its slot is left empty; others still read).
-bool readValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                std::vector<std::shared_ptr<Metadata>>& results, bool reuse, bool parallel);
+bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                   std::vector<std::shared_ptr<Metadata>>& results, bool inPlace, bool parallel);
 
-// Reads one value at the cursor of `archive`, bounded by the archive's size, and advances it.
-// Null (cursor at the end of the buffer) when the type is unknown or the value is damaged.
-std::shared_ptr<Metadata> readValueInPlace(Archive& archive);
+// A new value read at the cursor of `archive`, bounded by the archive's size; advances the
+// cursor. Null (cursor at the end of the buffer) when the type is unknown or the value is damaged.
+std::shared_ptr<Metadata> readNextValue(Archive& archive);
 
-// Reads the value at the cursor of `source` into `slot` by the rules of readValues for one row:
-// with `reuse` a held value of the stored type reads itself in place and an empty slot stays
+// Reads the value at the cursor of `source` into `slot` by the rules of readRowValues for one row:
+// with `inPlace` a held value of the stored type reads itself in place and an empty slot stays
 // empty; otherwise a new value is made from the stored type id. Damaged or unknown: empty.
-void readValue(Archive& source, std::shared_ptr<Metadata>& slot, bool reuse);
+void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlace);
 
 }  // namespace internal
 }  // namespace ZeltoCore

@@ -1,14 +1,8 @@
 #include "core/metadata/internal/KeyedIO.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/metadata/internal/CompressedIO.h"
-#include "utils/Compression.h"
-#include "utils/Environment.h"
 
 namespace ZeltoCore {
 namespace internal {
@@ -74,32 +68,11 @@ size_t KeySet::find(std::string_view key) const {
     return npos;
 }
 
-bool ArchiveFileReader::open(const std::string& path) {
-    m_file.reset(std::fopen(ZeltoUtils::expandEnvironmentVariables(path).c_str(), "rb"));
-    return m_file && ArchiveFileHeader::read(m_file.get(), m_header);
-}
-
-bool ArchiveFileReader::readAt(uint64_t offset, uint64_t size, void* out) {
-    const uint64_t end = fileSize();
-    if (offset > end || size > end - offset) return false;
-    // One positioned read per request: no seek, and no detour through the stream's buffer.
-    const int fd = fileno(m_file.get());
-    auto* at = static_cast<unsigned char*>(out);
-    while (size > 0) {
-        const ssize_t n = pread(fd, at, size, static_cast<off_t>(offset));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        at += n;
-        offset += static_cast<uint64_t>(n);
-        size -= static_cast<uint64_t>(n);
-    }
-    return true;
-}
-
-bool ArchiveFileReader::readContainerHead(bool keyed, ContainerHead& head) {
+bool readContainerHead(ArchiveFileReader& file, bool keyed, ContainerHead& head) {
     unsigned char bytes[kMapHeaderBytes] = {};
     head.bytes = keyed ? kMapHeaderBytes : kArrayHeaderBytes;
-    if (m_header.dataSize < head.bytes || !readAt(m_header.dataOffset, head.bytes, bytes))
+    const ArchiveFileHeader& header = file.header();
+    if (header.dataSize < head.bytes || !file.readAt(header.dataOffset, head.bytes, bytes))
         return false;
     std::memcpy(&head.typeId, bytes, 4);
     std::memcpy(&head.count, bytes + 4, 8);
@@ -107,33 +80,9 @@ bool ArchiveFileReader::readContainerHead(bool keyed, ContainerHead& head) {
     return true;
 }
 
-bool ArchiveFileReader::readData(Archive& archive) {
-    const uint64_t size = m_header.dataSize;
-    Archive raw(size, 0);
-    if (!readAt(m_header.dataOffset, size, raw.data)) return false;
-    archive.clear();
-    archive.version = m_header.version;
-    archive.flags = m_header.flags;
-    archive.text = m_header.text;
-    size_t plainSize = 0;
-    unsigned char* plain = nullptr;
-    if ((m_header.flags & Archive::kCompressFile) && size)
-        plain = ZeltoUtils::decompressBuffer(raw.data, size, plainSize);
-    if (plain) {
-        archive.data = plain;
-        archive.size = plainSize;
-    } else {
-        std::swap(archive.data, raw.data);
-        std::swap(archive.size, raw.size);
-    }
-    archive.position = 0;
-    archive.ownsData = true;
-    return true;
-}
-
-bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool parallel, std::vector<std::shared_ptr<Metadata>>& slots,
-                std::vector<char>& decoded) {
+bool readFileRowBlocks(ArchiveFileReader& file, uint64_t areaStart,
+                       const std::vector<ValueRow>& rows, bool parallel,
+                       std::vector<std::shared_ptr<Metadata>>& slots, std::vector<char>& decoded) {
     const uint64_t areaBytes = file.fileSize() - areaStart;
     std::vector<FileBytes> blocks(rows.size());
     std::vector<char> loaded(rows.size(), 0);
@@ -151,8 +100,8 @@ bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<V
     decoded.assign(rows.size(), 0);
     forEachIndex(rows.size(), parallel, [&](size_t i) {
         if (!loaded[i]) return;
-        decoded[i] = decodeValue(blocks[i].get(), rows[i].size, compressed, header.version,
-                                 slots[i], slots[i] != nullptr);
+        decoded[i] = readBlockInto(blocks[i].get(), rows[i].size, compressed, header.version,
+                                   slots[i], slots[i] != nullptr);
         blocks[i].reset();
     });
     return intact;

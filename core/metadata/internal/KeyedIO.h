@@ -7,14 +7,13 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/archive/Archive.h"
-#include "core/archive/ArchiveFileHeader.h"
+#include "core/archive/ArchiveFileReader.h"
 #include "core/metadata/Metadata.h"
 #include "core/metadata/internal/ContainerIO.h"
 
@@ -55,39 +54,18 @@ struct ContainerHead {
     uint64_t bytes = 0;  // length of the header itself
 };
 
-// An archive file opened for keyed reading: its header, and reads at absolute positions that
-// are refused when they would run past the end of the file.
-class ArchiveFileReader {
-public:
-    // False when the path cannot be opened or does not hold an archive file header.
-    bool open(const std::string& path);
-    const ArchiveFileHeader& header() const { return m_header; }
-    uint64_t fileSize() const { return m_header.dataOffset + m_header.dataSize; }
-    // Reads `size` bytes at absolute `offset` into `out`, with one positioned read.
-    bool readAt(uint64_t offset, uint64_t size, void* out);
-    // The header of the container at the start of the data section (a map's when `keyed`; an
-    // array's has no table size). False when the data section is shorter.
-    bool readContainerHead(bool keyed, ContainerHead& head);
-    // Reads the whole data section into `archive` (decompressed when the file's flag 1 is set
-    // and the bytes decompress), with the file's version and flags.
-    bool readData(Archive& archive);
-
-private:
-    struct Closer {
-        void operator()(std::FILE* f) const { std::fclose(f); }
-    };
-    std::unique_ptr<std::FILE, Closer> m_file;
-    ArchiveFileHeader m_header;
-};
+// The header of the container at the start of a file's data section (a map's when `keyed`; an
+// array's has no table size). False when the data section is shorter.
+bool readContainerHead(ArchiveFileReader& file, bool keyed, ContainerHead& head);
 
 // Reads the block of every row of the value area at file position `areaStart`, all on this
 // thread, then decodes each into slots[i] (in parallel tasks when asked): a compressed block when
 // the file's flag 2 is set, plain bytes otherwise; a slot that holds a value reads in place.
 // decoded[i] is false, slots[i] untouched, when the row lies outside the file, the read fails or
 // the block does not decompress. False when a row lies outside the file or a read fails.
-bool readBlocks(ArchiveFileReader& file, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                bool parallel, std::vector<std::shared_ptr<Metadata>>& slots,
-                std::vector<char>& decoded);
+bool readFileRowBlocks(ArchiveFileReader& file, uint64_t areaStart,
+                       const std::vector<ValueRow>& rows, bool parallel,
+                       std::vector<std::shared_ptr<Metadata>>& slots, std::vector<char>& decoded);
 
 }  // namespace internal
 }  // namespace ZeltoCore
