@@ -129,6 +129,11 @@ void threeJointsSequence(MurmurHash3& h, const Skeleton& s) {
     h.append(uint16_t(0));  // root
 }
 
+std::string dataPath(const char* name) {
+    const char* dir = std::getenv("ZELTO_TEST_DATA");
+    return std::string(dir ? dir : "tests/data") + "/" + name;
+}
+
 TEST_F(PoseMetadataTest, FactoryMakesTheFourTypes) {
     MetadataFactory& factory = MetadataFactory::instance();
     EXPECT_EQ(factory.getRegisteredMetadata().size(), 80u);
@@ -398,6 +403,116 @@ TEST_F(PoseMetadataTest, KeyedReadOfACompressedFile) {
     ASSERT_TRUE(list2 && list2->size() == 2);
     EXPECT_EQ(hashOf(*(*list2)[0]), hashOf(*list[0]));
     EXPECT_EQ(hashOf(*(*list2)[1]), hashOf(*list[1]));
+}
+
+// Golden files of older archive versions, made once by DISABLED_WriteGoldenFiles below.
+//
+// pose_map_v3.zelto: archive version 3, a plain map {"pose": PoseMetadata, "weight": 0.5}; the
+// pose of that version has no space flag byte.
+// array_v1.zelto: archive version 1 (no flags in the header), an ArrayMetadata with the version-1
+// table (one 64-bit number per element; the writer put each element's size there) and the
+// elements IntMetadata 7, StringMetadata "hip", DoubleArrayMetadata (0.5, 1) and a pose.
+const char* kPoseMapFile = "pose_map_v3.zelto";
+const char* kArrayFile = "array_v1.zelto";
+
+// A pose value as versions before 4 wrote it: without the trailing space flag.
+Bytes oldPoseValue(const Pose& pose) {
+    Bytes b = written(PoseValue(pose));
+    b.pop_back();
+    return b;
+}
+
+Bytes poseMapV3() {
+    const Bytes pose = oldPoseValue(samplePose(true));
+    const Bytes weight = written(MetadataImpl<double>(0.5));
+    const auto row = [](const std::string& key, size_t size, size_t offset) {
+        Bytes r = bytes(uint64_t(key.size()));
+        r.insert(r.end(), key.begin(), key.end());
+        return cat({r, bytes(uint64_t(size), uint64_t(offset))});
+    };
+    const Bytes table =
+        cat({row("pose", pose.size(), 0), row("weight", weight.size(), pose.size())});
+    return cat({bytes(uint32_t(1), uint64_t(2), uint64_t(table.size())), table, pose, weight});
+}
+
+Bytes arrayV1() {
+    Pose pose;
+    pose.setNumberJoints(2);
+    pose.jointPose(1).translation = V3d(0, -42, 1.5);
+    const std::vector<Bytes> elements{
+        written(MetadataImpl<int>(7)), written(MetadataImpl<std::string>("hip")),
+        written(TypedArrayMetadata<double>({0.5, 1.0})), oldPoseValue(pose)};
+    Bytes out = bytes(uint32_t(2), uint64_t(elements.size()));
+    for (const Bytes& e : elements)
+        out = cat({out, bytes(uint64_t(e.size()))});
+    for (const Bytes& e : elements)
+        out = cat({out, e});
+    return out;
+}
+
+void expectFileHolds(const char* name, uint64_t version, const Bytes& content, Archive& a) {
+    ASSERT_TRUE(a.readFromFile(dataPath(name))) << dataPath(name);
+    EXPECT_EQ(a.version, version);
+    EXPECT_EQ(a.flags, 0u);
+    EXPECT_EQ(Bytes(a.data, a.data + a.size), content);  // the writers have not moved
+}
+
+TEST_F(PoseMetadataTest, GoldenPoseInAVersion3Map) {
+    Archive a;
+    expectFileHolds(kPoseMapFile, 3, poseMapV3(), a);
+    MapMetadata map;
+    ASSERT_TRUE(map.deserialise(a));
+    EXPECT_EQ(a.position, a.size);
+    auto pose = std::dynamic_pointer_cast<PoseValue>(map.getEntry("pose"));
+    auto weight = std::dynamic_pointer_cast<MetadataImpl<double>>(map.getEntry("weight"));
+    ASSERT_TRUE(pose && weight);
+    const Pose& p = pose->get();
+    EXPECT_FALSE(p.inParentSpace());  // written in parent space, but version 3 has no flag
+    EXPECT_EQ(p.numJoints(), 3);
+    EXPECT_EQ(p.jointPose(1).translation, V3d(1, 2.5, -3));
+    EXPECT_EQ(p.jointPose(2).rotation, Imath::Quatd(0.5, 0.5, 0.5, 0.5));
+    EXPECT_EQ(p.getDirection(), V3d(0, 0, 1));
+    auto speed =
+        std::dynamic_pointer_cast<const MetadataImpl<double>>(p.poseMetadata().getEntry("speed"));
+    EXPECT_TRUE(speed && speed->get() == 1.5);
+    EXPECT_EQ(p.jointMetadataIds(), std::vector<unsigned short>{2});
+    EXPECT_EQ(weight->get(), 0.5);
+}
+
+TEST_F(PoseMetadataTest, GoldenVersion1ArrayTable) {
+    Archive a;
+    expectFileHolds(kArrayFile, 1, arrayV1(), a);
+    a.flags = Archive::kCompressedContainers | Archive::kParallel;  // ignored for version 1
+    ArrayMetadata array;
+    ASSERT_TRUE(array.deserialise(a));
+    EXPECT_EQ(a.position, a.size);
+    ASSERT_EQ(array.size(), 4u);
+    auto i = std::dynamic_pointer_cast<MetadataImpl<int>>(array[0]);
+    auto s = std::dynamic_pointer_cast<MetadataImpl<std::string>>(array[1]);
+    auto d = std::dynamic_pointer_cast<TypedArrayMetadata<double>>(array[2]);
+    auto p = std::dynamic_pointer_cast<PoseValue>(array[3]);
+    ASSERT_TRUE(i && s && d && p);
+    EXPECT_EQ(i->get(), 7);
+    EXPECT_EQ(s->get(), "hip");
+    EXPECT_EQ(d->get(), (std::vector<double>{0.5, 1.0}));
+    EXPECT_EQ(p->get().numJoints(), 2);
+    EXPECT_EQ(p->get().jointPose(1).translation, V3d(0, -42, 1.5));
+    EXPECT_FALSE(p->get().inParentSpace());
+}
+
+// Run once by hand (--gtest_also_run_disabled_tests) to make the golden files above.
+TEST_F(PoseMetadataTest, DISABLED_WriteGoldenFiles) {
+    const struct {
+        const char* name;
+        uint64_t version;
+        Bytes content;
+    } files[] = {{kPoseMapFile, 3, poseMapV3()}, {kArrayFile, 1, arrayV1()}};
+    for (const auto& f : files) {
+        Archive a(f.content.size(), 0);
+        a.version = f.version;
+        std::memcpy(a.data, f.content.data(), f.content.size());
+        ASSERT_TRUE(a.writeToFile(dataPath(f.name)));
+    }
 }
 
 }  // namespace
