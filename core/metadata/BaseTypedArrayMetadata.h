@@ -25,6 +25,7 @@ public:
                                                                   double weight) const = 0;
     virtual void getBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2, double weight,
                                                     std::shared_ptr<Metadata>& result) const = 0;
+    // blend(blend(e[index1], e[index2], weight1), blend(e[index3], e[index4], weight2), weight).
     virtual std::shared_ptr<Metadata> getDoubleBlendedBasicTypeMetadata(
         size_t index1, size_t index2, double weight1, size_t index3, size_t index4, double weight2,
         double weight) const = 0;

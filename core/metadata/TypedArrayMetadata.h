@@ -71,21 +71,21 @@ public:
     void getBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2, double weight,
                                             std::shared_ptr<Metadata>& result) const override;
     std::shared_ptr<Metadata> getDoubleBlendedBasicTypeMetadata(size_t index1, size_t index2,
-                                                                double weight, size_t index3,
+                                                                double weight1, size_t index3,
                                                                 size_t index4, double weight2,
-                                                                double weight3) const override;
-    void getDoubleBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2, double weight,
+                                                                double weight) const override;
+    void getDoubleBlendedBasicTypeMetadataInPlace(size_t index1, size_t index2, double weight1,
                                                   size_t index3, size_t index4, double weight2,
-                                                  double weight3,
+                                                  double weight,
                                                   std::shared_ptr<Metadata>& result) const override;
     size_t size() const override;
     void reverse() override;
     bool isStatic() const override;
 
-    // blend(blend(e[index1], e[index2], weight), blend(e[index3], e[index4], weight2), weight3).
-    virtual T getDoubleBlendedBasicTypeMetadataValue(size_t index1, size_t index2, double weight,
+    // blend(blend(e[index1], e[index2], weight1), blend(e[index3], e[index4], weight2), weight).
+    virtual T getDoubleBlendedBasicTypeMetadataValue(size_t index1, size_t index2, double weight1,
                                                      size_t index3, size_t index4, double weight2,
-                                                     double weight3) const;
+                                                     double weight) const;
 
     T getBasicTypeValue(size_t index) const;
     // Element index1 towards element index2; the weight is used in single precision.

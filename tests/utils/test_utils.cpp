@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <optional>
 #include <random>
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/TestData.h"
 
 using namespace ZeltoUtils;
 using Bytes = std::vector<unsigned char>;
@@ -190,7 +192,9 @@ TEST(ParallelFor, CoversEveryIndexExactlyOnceInNonEmptySubRanges) {
         const uint32_t end = begin + size;
         std::vector<std::atomic<int>> hits(end + 1);
         parallel_for({begin, end}, [&](const ParallelForRange& r) {
-            EXPECT_TRUE(begin <= r.begin && r.begin < r.end && r.end <= end);
+            EXPECT_LE(begin, r.begin);
+            EXPECT_LT(r.begin, r.end);
+            EXPECT_LE(r.end, end);
             for (uint32_t i = r.begin; i < r.end; ++i)
                 ++hits[i];
         });
@@ -251,4 +255,17 @@ TEST(SampledCurve, CopesWithAnyStoredCurve) {
     SampledCurve empty;
     empty.resample(10);
     EXPECT_TRUE(empty.samples().empty());
+}
+
+// The golden files' folder is the source tree's tests/data, whether ctest names it or not; once
+// it exists it is a folder.
+TEST(TestData, PathNamesTheSourceTreeFolder) {
+    namespace fs = std::filesystem;
+    const fs::path file = ZeltoTest::testDataPath("golden.zelto");
+    EXPECT_EQ(file.filename(), "golden.zelto");
+    EXPECT_EQ(file.parent_path().filename(), "data");
+    EXPECT_TRUE(fs::is_directory(file.parent_path().parent_path() / "utils"));
+    if (fs::exists(file.parent_path())) {
+        EXPECT_TRUE(fs::is_directory(file.parent_path()));
+    }
 }

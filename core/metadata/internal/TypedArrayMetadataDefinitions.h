@@ -102,15 +102,15 @@ T TypedArrayMetadata<T>::getBlendedBasicTypeValue(size_t index1, size_t index2,
 
 template <class T>
 T TypedArrayMetadata<T>::getDoubleBlendedBasicTypeMetadataValue(size_t index1, size_t index2,
-                                                                double weight, size_t index3,
+                                                                double weight1, size_t index3,
                                                                 size_t index4, double weight2,
-                                                                double weight3) const {
+                                                                double weight) const {
     if constexpr (Traits::kBlendPicksFirst) {
         return m_value[index1];
     } else {
-        return Traits::lerp(getBlendedBasicTypeValue(index1, index2, weight),
+        return Traits::lerp(getBlendedBasicTypeValue(index1, index2, weight1),
                             getBlendedBasicTypeValue(index3, index4, weight2),
-                            static_cast<float>(weight3));
+                            static_cast<float>(weight));
     }
 }
 
@@ -161,21 +161,21 @@ void TypedArrayMetadata<T>::getBlendedBasicTypeMetadataInPlace(
 
 template <class T>
 std::shared_ptr<Metadata> TypedArrayMetadata<T>::getDoubleBlendedBasicTypeMetadata(
-    size_t index1, size_t index2, double weight, size_t index3, size_t index4, double weight2,
-    double weight3) const {
-    return makeBasic(getDoubleBlendedBasicTypeMetadataValue(index1, index2, weight, index3, index4,
-                                                            weight2, weight3));
+    size_t index1, size_t index2, double weight1, size_t index3, size_t index4, double weight2,
+    double weight) const {
+    return makeBasic(getDoubleBlendedBasicTypeMetadataValue(index1, index2, weight1, index3, index4,
+                                                            weight2, weight));
 }
 
 template <class T>
 void TypedArrayMetadata<T>::getDoubleBlendedBasicTypeMetadataInPlace(
-    size_t index1, size_t index2, double weight, size_t index3, size_t index4, double weight2,
-    double weight3, std::shared_ptr<Metadata>& result) const {
+    size_t index1, size_t index2, double weight1, size_t index3, size_t index4, double weight2,
+    double weight, std::shared_ptr<Metadata>& result) const {
     if constexpr (Traits::kBlendPicksFirst) {
         basicValueOf<T>(result) = m_value[index1];
     } else {
         basicValueOf<T>(result) = getDoubleBlendedBasicTypeMetadataValue(
-            index1, index2, weight, index3, index4, weight2, weight3);
+            index1, index2, weight1, index3, index4, weight2, weight);
     }
 }
 
