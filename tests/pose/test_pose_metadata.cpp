@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <sstream>
@@ -14,6 +13,7 @@
 
 #include "core/ZeltoCore.h"
 #include "tests/metadata/ValueSamples.h"
+#include "tests/support/TestData.h"
 #include "tools/DemoSkeleton.h"
 
 namespace {
@@ -127,11 +127,6 @@ void threeJointsSequence(MurmurHash3& h, const Skeleton& s) {
     h.append(uint16_t(1));  // pelvises: joint 0 stands in
     h.append(uint16_t(0));
     h.append(uint16_t(0));  // root
-}
-
-std::string dataPath(const char* name) {
-    const char* dir = std::getenv("ZELTO_TEST_DATA");
-    return std::string(dir ? dir : "tests/data") + "/" + name;
 }
 
 TEST_F(PoseMetadataTest, FactoryMakesTheFourTypes) {
@@ -451,7 +446,7 @@ Bytes arrayV1() {
 }
 
 void expectFileHolds(const char* name, uint64_t version, const Bytes& content, Archive& a) {
-    ASSERT_TRUE(a.readFromFile(dataPath(name))) << dataPath(name);
+    ASSERT_TRUE(a.readFromFile(ZeltoTest::testDataPath(name))) << ZeltoTest::testDataPath(name);
     EXPECT_EQ(a.version, version);
     EXPECT_EQ(a.flags, 0u);
     EXPECT_EQ(Bytes(a.data, a.data + a.size), content);  // the writers have not moved
@@ -511,7 +506,7 @@ TEST_F(PoseMetadataTest, DISABLED_WriteGoldenFiles) {
         Archive a(f.content.size(), 0);
         a.version = f.version;
         std::memcpy(a.data, f.content.data(), f.content.size());
-        ASSERT_TRUE(a.writeToFile(dataPath(f.name)));
+        ASSERT_TRUE(a.writeToFile(ZeltoTest::testDataPath(f.name)));
     }
 }
 
