@@ -87,6 +87,10 @@ using ArrayElementTypes =
 #undef ZELTO_TEST_SCALAR_
 #undef ZELTO_TEST_ARRAY_
 
+// Widths spelled out in the byte tables.
+using u16 = uint16_t;
+using u64 = uint64_t;
+
 // The bytes of the given values one after another, as this (little-endian) host stores them.
 template <class... Ts>
 std::vector<unsigned char> bytes(const Ts&... values) {

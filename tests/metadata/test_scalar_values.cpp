@@ -13,9 +13,6 @@ namespace {
 using namespace ZeltoCore;
 using namespace ZeltoTest;
 
-using u16 = uint16_t;
-using u64 = uint64_t;
-
 template <class T>
 std::shared_ptr<Metadata> value(const T& v) {
     return std::make_shared<MetadataImpl<T>>(v);
