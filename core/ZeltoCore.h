@@ -29,6 +29,7 @@
 #include "core/metadata/ValueTraits.h"
 #include "core/pose/JointChain.h"
 #include "core/pose/Pose.h"
+#include "core/pose/PoseMetadata.h"
 #include "core/pose/Poser.h"
 #include "core/skeleton/FootData.h"
 #include "core/skeleton/Joint.h"
@@ -36,4 +37,5 @@
 #include "core/skeleton/Skeleton.h"
 #include "core/skeleton/SkeletonArchive.h"
 #include "core/skeleton/SkeletonLod.h"
+#include "core/skeleton/SkeletonMetadata.h"
 #include "utils/Utils.h"

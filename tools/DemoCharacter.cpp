@@ -10,21 +10,15 @@
 #include <vector>
 
 #include "core/ZeltoCore.h"
-#include "core/metadata/MetadataImpl.h"
 #include "tools/Demo.h"
 #include "tools/DemoSkeleton.h"
+#include "tools/ObjectText.h"
 
 namespace ZeltoTool {
 
 using namespace ZeltoCore;
 
 namespace {
-
-void printHierarchy(std::ostream& out, const Joint& joint, int depth) {
-    out << std::string(2 * depth + 2, ' ') << joint.id() << " " << joint.name() << "\n";
-    for (unsigned short c = 0; c < joint.numChildren(); ++c)
-        printHierarchy(out, *joint.child(c), depth + 1);
-}
 
 bool near(const Imath::M44d& a, const Imath::M44d& b, double tolerance) {
     for (int i = 0; i < 4; ++i)
@@ -37,9 +31,8 @@ bool near(const Imath::M44d& a, const Imath::M44d& b, double tolerance) {
 
 bool demoCharacter(std::ostream& out) {
     const Skeleton skeleton = buildCharacter();
-    out << "character: " << skeleton.numJoints() << " joints, " << skeleton.numFeet()
-        << " feet, archive form " << skeleton.memSize() << " bytes\n";
-    if (const Joint* root = skeleton.root()) printHierarchy(out, *root, 0);
+    out << "character: archive form " << skeleton.memSize() << " bytes\n";
+    printSkeleton(out, skeleton, "  ");
 
     out << "joint properties:\n";
     for (unsigned short id : skeleton.jointMetadataIds()) {

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "core/ZeltoCore.h"
+#include "tools/ObjectText.h"
 
 namespace ZeltoTool {
 
@@ -98,6 +99,7 @@ void printMetadataTree(std::ostream& out, const Metadata& value, const std::stri
     out << indent << label << ": " << value.typeStr();
     if (!shown.empty()) out << " = " << shown;
     out << "\n";
+    if (printObjectValue(out, value, indent + "  ")) return;
     if (const auto* map = dynamic_cast<const MapMetadata*>(&value)) {
         for (const auto& [key, entry] : *map) {
             if (entry) {

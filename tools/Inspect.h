@@ -23,7 +23,8 @@ struct InspectOptions {
 int inspectFile(const std::string& path, const InspectOptions& options, std::ostream& out,
                 std::ostream& err);
 
-// One line per value, "label: TypeName = text", children of maps and arrays indented below.
+// One line per value, "label: TypeName = text", children of maps and arrays indented below, and
+// below skeleton and pose values their joint tree or summary (tools/ObjectText.h).
 void printMetadataTree(std::ostream& out, const ZeltoCore::Metadata& value,
                        const std::string& label, int depth);
 

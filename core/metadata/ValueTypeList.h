@@ -17,12 +17,12 @@
 //   #define ROW(want, layer, group, T, Name, arrays) ZELTO_VALUE_WHEN(layer, want, f<T>();)
 //   ZELTO_VALUE_TYPES(ROW, metadata)  // f<bool>(); f<char>(); ... for the metadata rows only
 //
-// The pose and skeleton rows stay commented out until their traits exist. Each of those layers
-// then expands its own rows once: its traits header (core/pose/PoseMetadata.h) continues with
-// ZELTO_DECLARE_SCALARS(pose) and ZELTO_DECLARE_ARRAYS(pose); one source of the folder holds
-// ZELTO_INSTANTIATE_VALUE_TYPES(pose) (core/metadata/internal/ValueTypeInstances.h); and
-// core/ZeltoCore.h includes the traits header, so that core/Init.cpp registers the rows. Likewise
-// for skeleton (core/skeleton/SkeletonMetadata.h).
+// The pose and skeleton layers each expand their own rows once: the traits header
+// (core/pose/PoseMetadata.h) continues with ZELTO_DECLARE_SCALARS(pose) and
+// ZELTO_DECLARE_ARRAYS(pose); one source of the folder holds ZELTO_INSTANTIATE_VALUE_TYPES(pose)
+// (core/metadata/internal/ValueTypeInstances.h); and core/ZeltoCore.h includes the traits
+// header, so that core/Init.cpp registers the rows. Likewise for skeleton
+// (core/skeleton/SkeletonMetadata.h).
 #pragma once
 
 // clang-format off
@@ -64,8 +64,8 @@
     X(ctx, metadata, geometry, ZeltoUtils::Image,        Image,        noArray)   \
     X(ctx, metadata, geometry, ZeltoUtils::Curve,        Curve,        withArray) \
     X(ctx, metadata, geometry, ZeltoUtils::SampledCurve, SampledCurve, withArray) \
-    /* X(ctx, pose,     pose,     Pose,                     Pose,         withArray) */ \
-    /* X(ctx, skeleton, skeleton, Skeleton,                 Skeleton,     withArray) */ \
+    X(ctx, pose,     pose,     Pose,                     Pose,         withArray) \
+    X(ctx, skeleton, skeleton, Skeleton,                 Skeleton,     withArray) \
     X(ctx, metadata, numbers,  MurmurHash3,              Hash,         noArray)
 // clang-format on
 

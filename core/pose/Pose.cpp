@@ -6,9 +6,20 @@
 
 #include "core/archive/ArchiveOperators.h"
 #include "core/math/Transform.h"
+#include "core/metadata/internal/ContainerIO.h"
 #include "core/skeleton/Skeleton.h"
 
 namespace ZeltoCore {
+
+namespace {
+
+// The pose's maps are part of its own layout: plain, whatever the archive asks of free-standing
+// containers.
+uint64_t plainFlags(const Archive& archive) {
+    return archive.flags & ~Archive::kCompressedContainers;
+}
+
+}  // namespace
 
 Pose::Pose(const Skeleton* skeleton, bool fillFromSkeleton) : m_inParentSpace(fillFromSkeleton) {
     if (!fillFromSkeleton || !skeleton) return;
@@ -182,6 +193,7 @@ Archive& operator<<(Archive& archive, const Pose& pose) {
         archive.setFailed();
         return archive;
     }
+    internal::ScopedFlags plain(archive, plainFlags(archive));
     archive << static_cast<uint16_t>(pose.m_jointPoses.size());
     for (const JointPose& p : pose.m_jointPoses)
         archive << p;
@@ -198,6 +210,7 @@ Archive& operator>>(Archive& archive, Pose& target) {
     // Read into a fresh pose and take it only when the whole stream was good, so a damaged
     // stream never costs the caller the pose it held.
     const bool wasFailed = archive.failed();
+    internal::ScopedFlags plain(archive, plainFlags(archive));
     Pose pose;
     Pose::read(archive, pose);
     if (wasFailed || !archive.failed()) target.swap(pose);

@@ -126,7 +126,8 @@ private:
 };
 
 // Writes memSize() bytes at the archive position; with less room than that nothing is written
-// and the archive is marked failed.
+// and the archive is marked failed. The maps keep their plain layout whatever the archive's flags
+// ask of containers (so does the reader).
 ZELTO_API Archive& operator<<(Archive& archive, const Pose& pose);
 // Replaces the pose by what it reads. Archives before version 4 carry no space flag: local space.
 // A truncated or damaged stream marks the archive failed (see Archive::failed()) and leaves the
