@@ -3,7 +3,8 @@
 // plain numbers) the shape of its storage for the buffer protocol.
 //
 // Entries are made by two templates, one for MetadataImpl<T> and one for TypedArrayMetadata<T>,
-// instantiated per group in ValuesNumbers.cpp, ValuesImath.cpp and ValuesGeometry.cpp.
+// instantiated per group in ValuesNumbers.cpp, ValuesImath.cpp, ValuesGeometry.cpp and
+// ValuesObjects.cpp.
 #pragma once
 
 #include <pybind11/pybind11.h>
@@ -57,6 +58,7 @@ void setValue(Metadata& m, py::handle v);
 void addNumberTypes(std::vector<ValueType>& out);
 void addImathTypes(std::vector<ValueType>& out);
 void addGeometryTypes(std::vector<ValueType>& out);
+void addObjectTypes(std::vector<ValueType>& out);
 
 // The plain-number shape of an element type, if it has one.
 template <class T, class = void>

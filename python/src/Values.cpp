@@ -27,6 +27,7 @@ const Table& table() {
         addNumberTypes(table->ordered);
         addImathTypes(table->ordered);
         addGeometryTypes(table->ordered);
+        addObjectTypes(table->ordered);
         for (const ValueType& v : table->ordered)
             table->byId.emplace(v.id, &v);
         return table;

@@ -116,3 +116,22 @@ def test_stubs_cover_the_module():
             declared |= {f.target.id for f in cls.body if isinstance(f, ast.AnnAssign)}
             bound = {n for n in vars(getattr(zelto, cls.name)) if not n.startswith("_")}
             assert bound <= declared, cls.name
+
+
+def test_pose_and_skeleton_values_hold_copies_and_round_trip():
+    skeleton = zelto.Skeleton(3)
+    pose = zelto.Pose()
+    pose.setNumberJoints(3)
+    for name, obj in (("SkeletonMetadata", skeleton), ("PoseMetadata", pose)):
+        v = zelto.create(name, obj)
+        held = v.value
+        assert type(held) is type(obj) and held is not obj
+        assert held.numJoints() == 3
+        back = zelto.loads(zelto.dumps(v))
+        assert back.typeStr() == name
+        assert zelto.dumps(back) == zelto.dumps(v)
+        assert v.isEqual(v) and not back.isEqual(v)  # isEqual: only to itself
+    arrays = zelto.create("PoseArrayMetadata", [pose, pose])
+    assert len(arrays) == 2 and arrays[1].numJoints() == 3
+    with pytest.raises(TypeError):
+        zelto.create("SkeletonMetadata", pose)
