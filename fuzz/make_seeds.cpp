@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "core/ZeltoCore.h"
+#include "tools/DemoSkeleton.h"
 
 namespace fs = std::filesystem;
 using namespace ZeltoCore;
@@ -119,6 +120,37 @@ int main(int argc, char** argv) {
         const std::string text = a.encodeBase64(fileFlags != 0);
         saveRaw(root / "fuzz_files", "base64_" + std::to_string(fileFlags),
                 {text.begin(), text.end()});
+    }
+
+    const Skeleton character = ZeltoTool::buildCharacter();
+    Archive skeletonArchive(character.memSize(), 0);
+    skeletonArchive << character;
+    saveRaw(root / "fuzz_skeleton", "character", bytesOf(skeletonArchive));
+
+    // Solver inputs in the order fuzz_ik takes them: one per solver on a chain of the character.
+    struct Chain {
+        uint8_t solver, a, c;
+        std::vector<uint8_t> mids;
+    };
+    for (const Chain& chain :
+         {Chain{0, 2, 4, {}}, Chain{1, 6, 8, {}}, Chain{2, 10, 15, {11, 12, 13, 14}},
+          Chain{3, 10, 15, {11, 12, 13, 14}}, Chain{4, 10, 15, {12, 13}}, Chain{5, 2, 5, {3, 4}},
+          Chain{0x80, 2, 4, {}}}) {
+        std::vector<uint8_t> in = {chain.solver, 0, 0};
+        auto put = [&in](const auto& v) {
+            const auto* p = reinterpret_cast<const uint8_t*>(&v);
+            in.insert(in.end(), p, p + sizeof(v));
+        };
+        for (double v : {10.0, 30.0, 20.0, 0.0, 0.0, 1.0})
+            put(v);       // target, pole
+        in.push_back(1);  // with the pole
+        in.insert(in.end(), {chain.a, uint8_t(chain.a + 1), chain.c});
+        for (double v : {0.5, 0.0, 1e-3})
+            put(v);  // stretch, soft, tolerance
+        in.insert(in.end(), {20, 2, uint8_t(chain.mids.size())});
+        in.insert(in.end(), chain.mids.begin(), chain.mids.end());
+        in.insert(in.end(), {1, chain.c});
+        saveRaw(root / "fuzz_ik", "solver" + std::to_string(chain.solver), in);
     }
 
     // Primitive programs: an opcode byte, then the value it reads.

@@ -27,8 +27,9 @@ install_missing() {
 }
 
 jobs=$(nproc)
-# The test programs that run threads: parallel containers, the logger and parallel_for.
-tsan_tests=(test_utils test_metadata test_init)
+# The test programs that run threads: parallel containers, the logger, parallel_for, first
+# initialisation and concurrent solves.
+tsan_tests=(test_utils test_metadata test_init test_ik)
 
 configure() {  # dir, extra cmake args...
     local dir=$1

@@ -18,6 +18,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
                     const std::vector<unsigned short>& midJoints, unsigned short endId,
                     double tolerance, unsigned int maxIterations, unsigned int steps,
                     V3d* poleVector) {
+    FiniteResultGuard guard(pose, skeleton, startId, {endId}, midJoints);
     if (midJoints.empty()) return;
     if (!poleVector) {
         ikWarning(kFabrikPoleWarning);

@@ -97,6 +97,7 @@ void fabrikIKSolver2(Pose& pose, const Skeleton& skeleton, const V3d& target,
                      const std::vector<unsigned short>& joints, double reachThreshold,
                      double tolerance, unsigned int maxIterations, unsigned int passes,
                      V3d* poleVector) {
+    FiniteResultGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), {}, joints);
     solve(pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
           poleVector, pose.inParentSpace());
 }
@@ -105,6 +106,7 @@ void fabrikIKSolver2InParentSpace(Pose& pose, const Skeleton& skeleton, const V3
                                   const std::vector<unsigned short>& joints, double reachThreshold,
                                   double tolerance, unsigned int maxIterations, unsigned int passes,
                                   V3d* poleVector) {
+    FiniteResultGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), {}, joints);
     solve(pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
           poleVector, true);
 }

@@ -69,6 +69,7 @@ void fabrikIK3DSolver(Pose& pose, const Skeleton& skeleton, V3d& target, unsigne
                       const std::vector<unsigned short>& stretchJoints, unsigned short endId,
                       double tolerance, unsigned int maxIterations, unsigned int steps,
                       V3d* poleVector) {
+    FiniteResultGuard guard(pose, skeleton, startId, {endId}, stretchJoints);
     if (pose.inParentSpace()) {
         fabrikIK3DSolverInParentSpace(pose, skeleton, target, startId, midJoints, stretchJoints,
                                       endId, tolerance, maxIterations, steps, poleVector);
@@ -85,6 +86,7 @@ void fabrikIK3DSolverInParentSpace(Pose& pose, const Skeleton& skeleton, V3d& ta
                                    unsigned short endId, double tolerance,
                                    unsigned int maxIterations, unsigned int /*steps*/,
                                    V3d* poleVector) {
+    FiniteResultGuard guard(pose, skeleton, startId, {endId}, stretchJoints);
     if (!poleVector) {
         ikWarning(kFabrikPoleWarning);
         return;

@@ -37,6 +37,7 @@ FourJoints evaluate(const Pose& pose, const Skeleton& skeleton, const M44d& pare
 void sphereIKSolver(Pose& pose, const Skeleton& skeleton, Imath::Vec3<double>& target,
                     unsigned short rootId, const std::vector<unsigned short>& midJoints,
                     unsigned short endId, Imath::Vec3<double>* poleVector) {
+    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     if (midJoints.size() != 2) {
         ikWarning("Invalid number of mid joints");
         return;

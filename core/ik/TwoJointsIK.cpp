@@ -178,6 +178,7 @@ void solveTwoJointsIK(Pose& pose, const Skeleton& skeleton, const Imath::Vec3<do
                       unsigned short rootId, unsigned short midId, unsigned short endId,
                       double stretch, bool soft, double softDistance,
                       Imath::Vec3<double>* poleVector) {
+    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
           false, pose.inParentSpace());
 }
@@ -187,6 +188,7 @@ void solveTwoJointsIKInParentSpace(Pose& pose, const Skeleton& skeleton,
                                    unsigned short midId, unsigned short endId, double stretch,
                                    bool soft, double softDistance,
                                    Imath::Vec3<double>* poleVector) {
+    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
           false, true);
 }
@@ -195,6 +197,7 @@ void solveTwoJointsIKNoPoleVector(Pose& pose, const Skeleton& skeleton,
                                   const Imath::Vec3<double>& target, unsigned short rootId,
                                   unsigned short midId, unsigned short endId, double stretch,
                                   bool soft, double softDistance) {
+    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
           true, pose.inParentSpace());
 }
@@ -204,6 +207,7 @@ void solveTwoJointsIKNoPoleVectorInParentSpace(Pose& pose, const Skeleton& skele
                                                unsigned short rootId, unsigned short midId,
                                                unsigned short endId, double stretch, bool soft,
                                                double softDistance) {
+    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
           true, true);
 }

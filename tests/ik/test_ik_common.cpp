@@ -2,10 +2,15 @@
 // metadata keys and the input guard.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "core/ik/FabrikIK.h"
+#include "core/ik/SphereIK.h"
+#include "core/ik/TwoJointsIK.h"
 #include "core/ik/internal/IkCommon.h"
 #include "core/metadata/MetadataImpl.h"
 #include "tests/ik/IkRig.h"
@@ -160,4 +165,91 @@ TEST(IkCommon, GuardRefusesLongPosesAndCyclicLinks) {
                                         std::string(detail::kNotAChainWarning) + " ",
                                         std::string(detail::kNotAChainWarning) + " ",
                                         "Could not compute because of 1 given joints. "}));
+}
+
+bool finite(const Pose& pose) {
+    for (unsigned short j = 0; j < pose.numJoints(); ++j) {
+        const JointPose& p = pose.jointPose(j);
+        if (!std::isfinite(p.rotation.r) || !detail::isFinite(p.rotation.v) ||
+            !detail::isFinite(p.translation) || !detail::isFinite(p.scale))
+            return false;
+    }
+    return true;
+}
+
+TEST(IkCommon, ResultsThatAreNotFiniteArePutBack) {
+    const Skeleton s = makeLeg();
+    Pose pose = movedPose(s, false);
+    const Pose before = pose;
+    LogCapture log;
+    {
+        detail::FiniteResultGuard guard(pose, s, kHip, {kAnkle});
+        pose.jointPose(kKnee).rotation.r = std::nan("");
+        pose.jointPose(kHip).translation.x = 2;
+    }
+    EXPECT_EQ(pose.jointPose(kKnee).matrix(), before.jointPose(kKnee).matrix());
+    EXPECT_EQ(pose.jointPose(kHip).translation, before.jointPose(kHip).translation);
+    EXPECT_EQ(log.warnings,
+              std::vector<std::string>{std::string(detail::kNotFiniteResultWarning) + " "});
+}
+
+TEST(IkCommon, OverflowingInputsNeverLeaveANaN) {
+    // Finite but huge: the geometry overflows inside the solve; whatever a solver computes, no
+    // joint pose may come out with a value that is not finite.
+    const Skeleton s = makeLeg();
+    LogCapture log;
+    for (const bool hugeJoint : {false, true}) {
+        for (int solver = 0; solver < 6; ++solver) {
+            Pose pose = movedPose(s, false);
+            V3d target = hugeJoint ? V3d(0.3, -0.2, 0.1) : V3d(3.8e180, 30, 20);
+            if (hugeJoint) pose.jointPose(kKnee).translation = V3d(1e300, 1e300, 0);
+            V3d pole(0, 0, 1);
+            switch (solver) {
+                case 0:
+                    solveTwoJointsIK(pose, s, target, kHip, kKnee, kAnkle, 1.0, true, 0.1, &pole);
+                    break;
+                case 1:
+                    solveTwoJointsIKNoPoleVector(pose, s, target, kHip, kKnee, kAnkle, 1, 0, 0);
+                    break;
+                case 2:
+                    sphereIKSolver(pose, s, target, kHip, {kTwist, kKnee}, kAnkle, &pole);
+                    break;
+                case 3:
+                    fabrikIKSolver(pose, s, target, kHip, {kTwist, kKnee}, kAnkle, 1e-4, 20, 2,
+                                   &pole);
+                    break;
+                case 4:
+                    fabrikIKSolver2(pose, s, target, {kHip, kTwist, kKnee, kAnkle}, 1.0, 1e-4, 20,
+                                    1, &pole);
+                    break;
+                default:
+                    fabrikIK3DSolver(pose, s, target, kHip, {kKnee}, {kKnee, kAnkle}, kAnkle, 1e-4,
+                                     20, 1, &pole);
+                    break;
+            }
+            EXPECT_TRUE(finite(pose)) << "solver " << solver << (hugeJoint ? " huge knee" : "");
+        }
+    }
+}
+
+TEST(IkCommon, ConcurrentSolvesOnOneSkeleton) {
+    // One shared skeleton, one pose per thread: the solvers keep no shared state.
+    const Skeleton s = makeLeg();
+    std::vector<Pose> poses(4, movedPose(s, false));
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < poses.size(); ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 50; ++i) {
+                V3d pole(0, 0, 1);
+                const V3d target(0.25, 0.1 - 0.01 * i, 0.05 * double(t));
+                solveTwoJointsIK(poses[t], s, target, kHip, kKnee, kAnkle, 0.0, false, 0.0, &pole);
+                fabrikIKSolver2(poses[t], s, target, {kHip, kTwist, kKnee, kAnkle}, 1.0, 1e-6, 20,
+                                1, &pole);
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    for (size_t t = 1; t < poses.size(); ++t)
+        EXPECT_NE(worldPosition(s, poses[t], kAnkle), worldPosition(s, poses[0], kAnkle));
 }

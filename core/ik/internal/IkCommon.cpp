@@ -87,6 +87,51 @@ bool isFinite(const V3d& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }
 
+namespace {
+
+bool isFinitePose(const JointPose& p) {
+    return std::isfinite(p.rotation.r) && isFinite(p.rotation.v) && isFinite(p.translation) &&
+           isFinite(p.scale);
+}
+
+}  // namespace
+
+FiniteResultGuard::FiniteResultGuard(Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                                     std::initializer_list<unsigned short> lowerIds,
+                                     const std::vector<unsigned short>& extraIds)
+    : m_pose(pose) {
+    const unsigned short n = skeleton.numJoints();
+    keep(upperId);
+    for (unsigned short id : lowerIds) {
+        for (unsigned steps = 0; id < n && id != upperId && steps < n; ++steps) {
+            keep(id);
+            const Joint* parent = skeleton.joint(id).parent();
+            if (!parent) break;
+            id = parent->id();
+        }
+    }
+    for (unsigned short id : extraIds)
+        keep(id);
+}
+
+void FiniteResultGuard::keep(unsigned short id) {
+    if (id >= m_pose.numJoints()) return;
+    for (const auto& kept : m_kept)
+        if (kept.first == id) return;
+    m_kept.emplace_back(id, m_pose.jointPose(id));
+}
+
+FiniteResultGuard::~FiniteResultGuard() {
+    bool finite = true;
+    for (const auto& kept : m_kept)
+        finite = finite &&
+                 (kept.first >= m_pose.numJoints() || isFinitePose(m_pose.jointPose(kept.first)));
+    if (finite) return;
+    for (const auto& kept : m_kept)
+        if (kept.first < m_pose.numJoints()) m_pose.jointPose(kept.first) = kept.second;
+    ikWarning(kNotFiniteResultWarning);
+}
+
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
     const Joint* parent = skeleton.joint(upperId).parent();
     return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();

@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "core/pose/Pose.h"
@@ -43,6 +44,8 @@ constexpr const char* kPoseSizeWarning =
     "Invalid IK input: the pose does not have one joint pose per skeleton joint";
 constexpr const char* kNotFiniteWarning = "Invalid IK input: target or pole vector is not finite";
 constexpr const char* kNotAChainWarning = "Invalid IK input: the joints do not form a chain";
+constexpr const char* kNotFiniteResultWarning =
+    "IK result is not finite (inputs too large); the pose is left unchanged";
 
 // Joint metadata keys.
 constexpr const char* kSkipIkKey = "skipIk";
@@ -73,6 +76,26 @@ bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& c
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id);
 
 bool isFinite(const V3d& v);
+
+// The last line of defence of every solver: keeps the joint poses a solve may write (the parent
+// path from each lower joint up to the upper joint, and any extra ids) and, when the solve has
+// left one of them with a value that is not finite (inputs so large that the geometry overflows),
+// puts them all back and warns kNotFiniteResultWarning. Ids beyond the pose are ignored, and the
+// walks stop after numJoints() steps, so it is safe on input the solver goes on to refuse.
+class FiniteResultGuard {
+public:
+    FiniteResultGuard(Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                      std::initializer_list<unsigned short> lowerIds,
+                      const std::vector<unsigned short>& extraIds = {});
+    ~FiniteResultGuard();
+    FiniteResultGuard(const FiniteResultGuard&) = delete;
+    FiniteResultGuard& operator=(const FiniteResultGuard&) = delete;
+
+private:
+    void keep(unsigned short id);
+    Pose& m_pose;
+    std::vector<std::pair<unsigned short, JointPose>> m_kept;
+};
 
 // a * b for matrices whose last column is (0, 0, 0, 1), as joint transforms and their products
 // are: the general product's sums without the terms known to be zero.
