@@ -1,7 +1,4 @@
-#include <unistd.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -113,15 +110,9 @@ bool checkSkeleton(std::ostream& out, const MapMetadata& bag, const MapMetadata&
 }
 
 // Writes the bag with per-value compression into an archive file and reads three keys back with
-// the keyed file reader, which reads only the header, the table and those blocks.
-bool writeCompressedFile(std::ostream& out, const MapMetadata& bag) {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    const fs::path dir =
-        fs::temp_directory_path(error) / ("zelto_demo_" + std::to_string(getpid()));
-    fs::create_directories(dir, error);
-    const std::string path = (dir / "bag.zelto").string();
-
+// the keyed file reader, which reads only the header, the table and those blocks. The file is
+// kept for scripts to read (see the Python example in the README).
+bool writeCompressedFile(std::ostream& out, const MapMetadata& bag, const std::string& path) {
     Archive archive;
     archive.flags = Archive::kCompressedContainers | Archive::kParallel;
     archive.text = "property bag";
@@ -142,13 +133,12 @@ bool writeCompressedFile(std::ostream& out, const MapMetadata& bag) {
     out << "read back keys curve, character and skeleton from the file: "
         << (equal ? "same values" : "DIFFERENT") << "\n";
     equal = checkSkeleton(out, bag, some) && equal;
-    fs::remove_all(dir, error);
     return equal;
 }
 
 }  // namespace
 
-bool demoPropertyBag(std::ostream& out) {
+bool demoPropertyBag(std::ostream& out, const std::string& bagPath) {
     const MapMetadata bag = propertyBag();
     printMetadataTree(out, bag, "bag", 0);
 
@@ -179,7 +169,7 @@ bool demoPropertyBag(std::ostream& out) {
         ok = ok && equal;
     }
     out << "fingerprint: " << fingerprint(bag) << "\n";
-    return writeCompressedFile(out, bag) && ok;
+    return writeCompressedFile(out, bag, bagPath) && ok;
 }
 
 }  // namespace ZeltoTool

@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <cctype>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <iterator>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -68,11 +71,15 @@ int convertBase64(bool encode, const std::string& in, const std::string& out, bo
 }
 
 int runDemo(const std::string& svgPath) {
-    using Step = bool (*)(std::ostream&);
+    using Step = std::function<bool(std::ostream&)>;
+    // The property bag goes beside the drawing, as bag.zelto.
+    const std::string bagPath =
+        std::filesystem::path(svgPath).replace_filename("bag.zelto").string();
     const std::pair<const char*, Step> steps[] = {
         {"values in an archive", ZeltoTool::demoArchive},
         {"every registered type", ZeltoTool::demoAllTypes},
-        {"a nested property bag", ZeltoTool::demoPropertyBag},
+        {"a nested property bag",
+         [&bagPath](std::ostream& out) { return ZeltoTool::demoPropertyBag(out, bagPath); }},
         {"a small character", ZeltoTool::demoCharacter},
     };
     bool ok = true;
@@ -97,7 +104,7 @@ int run(int argc, char** argv) {
     std::string svgPath = "character.svg";
     demo->add_option("--svg", svgPath,
                      "where to draw the IK views (default character.svg; the skeleton goes "
-                     "beside it as .zelto)");
+                     "beside it as .zelto, the property bag as bag.zelto)");
     auto* base64 = app.add_subcommand(
         "base64", "Convert between an archive file's data and its base64 text form");
     base64->require_subcommand(1);
