@@ -1,7 +1,7 @@
 #include "core/pose/Poser.h"
 
 #include "core/math/Transform.h"
-#include "core/pose/internal/AffineRows.h"
+#include "core/math/internal/AffineRows.h"
 #include "core/skeleton/Skeleton.h"
 #include "core/skeleton/internal/Ancestors.h"
 

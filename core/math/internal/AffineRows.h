@@ -1,5 +1,5 @@
-// Row-vector affine products on rows of four lanes, for the one-pass world-matrix evaluation
-// (internal, not exported).
+// Row-vector affine products on rows of four lanes, for world-matrix passes and walks (internal,
+// not exported).
 //
 // A joint transform is taken apart into scalars (rotation rows already scaled, translation) and
 // multiplied onto a matrix held as four rows: out_i = sum_k a_ik * b_k for the rotation rows and
@@ -80,12 +80,15 @@ struct Affine {
                  L::set(a[2][0], a[2][1], a[2][2], 0), L::set(t[0], t[1], t[2], 1)}};
     }
 
-    static Affine of(const Rows<T>& rows) {
-        Imath::Matrix44<T> m;
-        rows.store(m);
+    static Affine of(const Imath::Matrix44<T>& m) {
         return {
             {{m[0][0], m[0][1], m[0][2]}, {m[1][0], m[1][1], m[1][2]}, {m[2][0], m[2][1], m[2][2]}},
             {m[3][0], m[3][1], m[3][2]}};
+    }
+    static Affine of(const Rows<T>& rows) {
+        Imath::Matrix44<T> m;
+        rows.store(m);
+        return of(m);
     }
 
     // S * R * T of a joint transform (JointPose::matrix) in T: the quaternion is converted first,
@@ -113,6 +116,29 @@ struct Affine {
         return c;
     }
 };
+
+// a * b for matrices whose last column is (0, 0, 0, 1): the plain product's sums without the
+// terms known to be zero.
+template <class T>
+inline Imath::Matrix44<T> multiplyAffine(const Imath::Matrix44<T>& a, const Imath::Matrix44<T>& b) {
+    Imath::Matrix44<T> c;
+    (Affine<T>::of(a) * Rows<T>::load(b)).store(c);
+    return c;
+}
+
+// v times the inverse of m's upper 3x3, through its adjugate: what m.inverse().multDirMatrix(v)
+// gives, without building the inverse. v itself when that part is singular (as the identity
+// Imath's inverse() returns then would give).
+template <class T>
+inline Imath::Vec3<T> multDirInverse(const Imath::Matrix44<T>& m, const Imath::Vec3<T>& v) {
+    // Columns of the adjugate are the cross products of the matrix's rows.
+    const Imath::Vec3<T> r0(m[0][0], m[0][1], m[0][2]), r1(m[1][0], m[1][1], m[1][2]),
+        r2(m[2][0], m[2][1], m[2][2]);
+    const Imath::Vec3<T> c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
+    const T det = r0 ^ c0;
+    if (det == T(0)) return v;
+    return Imath::Vec3<T>(v ^ c0, v ^ c1, v ^ c2) / det;
+}
 
 }  // namespace detail
 }  // namespace ZeltoCore
