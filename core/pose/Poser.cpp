@@ -1,6 +1,7 @@
 #include "core/pose/Poser.h"
 
 #include "core/math/Transform.h"
+#include "core/math/internal/AffineRows.h"
 #include "core/skeleton/Skeleton.h"
 #include "core/skeleton/internal/Ancestors.h"
 
@@ -10,70 +11,126 @@ namespace {
 
 using M44d = Imath::Matrix44<double>;
 using M44f = Imath::Matrix44<float>;
+using detail::Affine;
+using detail::Rows;
 
-// The single-precision local matrix: rotation and translation converted to float first, each
-// rotation entry scaled in double and then rounded.
-inline M44f floatMatrix(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
-                        const Imath::Vec3<double>& s) {
-    const Imath::Quat<float> qf(static_cast<float>(q.r), static_cast<float>(q.v.x),
-                                static_cast<float>(q.v.y), static_cast<float>(q.v.z));
-    M44f m = qf.toMatrix44();
-    for (int i = 0; i < 3; ++i) {
-        for (int k = 0; k < 3; ++k)
-            m[i][k] = static_cast<float>(double(m[i][k]) * s[i]);
+// Where a pass reads M(j): the pose's joint transform (parent space), the pose's then the bind
+// transform (local space), or the bind transform alone (bind pose).
+enum class Space { Parent, Local, Bind };
+
+#if defined(__GNUC__)
+#define ZELTO_ALWAYS_INLINE __attribute__((always_inline)) inline
+#else
+#define ZELTO_ALWAYS_INLINE inline
+#endif
+
+template <class T, Space S>
+struct LocalMatrices {
+    const Skeleton& skeleton;
+    const JointPose* poses;  // null for the bind pose
+    unsigned short numJoints;
+
+    Affine<T> bind(unsigned short j) const {
+        const Joint& joint = skeleton.joint(j);
+        return Affine<T>::of(joint.rotation(), joint.translation(), joint.scale());
     }
-    m[3][0] = static_cast<float>(t.x);
-    m[3][1] = static_cast<float>(t.y);
-    m[3][2] = static_cast<float>(t.z);
-    return m;
-}
+    Affine<T> posed(unsigned short j) const {
+        const JointPose& p = poses[j];
+        return Affine<T>::of(p.rotation, p.translation, p.scale);
+    }
+    // M(j).
+    Rows<T> local(unsigned short j) const {
+        if (S == Space::Bind) return bind(j).rows();
+        return S == Space::Parent ? posed(j).rows() : posed(j) * bind(j).rows();
+    }
+    // M(j) * above, without forming M(j) first.
+    Rows<T> below(unsigned short j, const Rows<T>& above) const {
+        if (S == Space::Bind) return bind(j) * above;
+        return S == Space::Parent ? posed(j) * above : posed(j) * (bind(j) * above);
+    }
 
-// The joint's transform relative to its parent, for a pose in either space.
-M44d localMatrix(const Pose& pose, const Joint& joint, unsigned short id) {
-    const M44d m = pose.jointPose(id).matrix();
-    return pose.inParentSpace() ? m : m * joint.matrix();
-}
+    // M(j) times the local matrices of its ancestors, up to the first ancestor whose id is below
+    // `evaluated`; that one's world matrix is taken from `world`. Ancestors beyond the evaluated
+    // joints contribute nothing.
+    Rows<T> walk(unsigned short j, unsigned short evaluated,
+                 const Imath::Matrix44<T>* world) const {
+        Rows<T> w = local(j);
+        const Joint* stop =
+            detail::forEachAncestor(skeleton, skeleton.joint(j), [&](const Joint& a) {
+                if (a.id() < evaluated) return false;
+                if (a.id() < numJoints) w = Affine<T>::of(w) * local(a.id());
+                return true;
+            });
+        if (stop) w = Affine<T>::of(w) * Rows<T>::load(world[stop->id()]);
+        return w;
+    }
 
-// c = a * b for matrices whose last column is (0, 0, 0, 1), as every joint transform and every
-// product of them is. Same sums in the same order as the general product, without the terms
-// that are known to be zero.
-template <class T>
-inline void multiplyAffine(const Imath::Matrix44<T>& a, const Imath::Matrix44<T>& b,
-                           Imath::Matrix44<T>& c) {
-    for (int i = 0; i < 3; ++i) {
-        for (int k = 0; k < 3; ++k) {
-            c[i][k] = a[i][0] * b[0][k] + a[i][1] * b[1][k] + a[i][2] * b[2][k];
+    // One pass in id order. A joint whose parent comes later walks up to the first ancestor the
+    // pass has already evaluated, so the result never depends on what `world` held before.
+    ZELTO_ALWAYS_INLINE void evaluateAll(Imath::Matrix44<T>* world) const {
+        for (unsigned short j = 0; j < numJoints; ++j) {
+            const Joint* parent = detail::parentInSkeleton(skeleton, skeleton.joint(j));
+            if (!parent) {
+                local(j).store(world[j]);
+            } else if (parent->id() < j) {
+                below(j, Rows<T>::load(world[parent->id()])).store(world[j]);
+            } else {
+                walk(j, j, world).store(world[j]);
+            }
         }
-        c[i][3] = 0;
     }
-    for (int k = 0; k < 3; ++k) {
-        c[3][k] = a[3][0] * b[0][k] + a[3][1] * b[1][k] + a[3][2] * b[2][k] + b[3][k];
-    }
-    c[3][3] = 1;
-}
+};
 
-// world[j] = local * world[parent] in the one-pass evaluation. A parent evaluated earlier in the
-// pass is affine; one that is not (ids out of order) holds whatever the caller left there.
+// The passes, also built for AVX2 and chosen at load time where the compiler can. AVX2 without
+// FMA: the same operations in the same order, so both give the same bits.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__)
+#define ZELTO_AVX2_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define ZELTO_AVX2_CLONES
+#endif
+
 template <class T>
-inline void combine(const Imath::Matrix44<T>& local, const Joint* parent, unsigned short j,
-                    unsigned short n, Imath::Matrix44<T>* world) {
-    if (!parent) {
-        world[j] = local;
-        return;
-    }
-    const unsigned short p = parent->id();
-    if (p < j) {
-        multiplyAffine(local, world[p], world[j]);
-    } else if (p < n) {
-        Imath::Matrix44<T>::multiply(local, world[p], world[j]);
-    } else {
-        // A parent beyond the pose has no entry to combine with.
-        world[j] = local;
+ZELTO_ALWAYS_INLINE void evaluateAllIn(Space space, const Skeleton& skeleton,
+                                       const JointPose* poses, unsigned short n,
+                                       Imath::Matrix44<T>* world) {
+    switch (space) {
+        case Space::Parent:
+            return LocalMatrices<T, Space::Parent>{skeleton, poses, n}.evaluateAll(world);
+        case Space::Local:
+            return LocalMatrices<T, Space::Local>{skeleton, poses, n}.evaluateAll(world);
+        case Space::Bind:
+            return LocalMatrices<T, Space::Bind>{skeleton, poses, n}.evaluateAll(world);
     }
 }
 
-bool poseFits(const Skeleton* skeleton, const Pose& pose) {
-    return pose.numJoints() <= skeleton->numJoints();
+ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses,
+                                   unsigned short n, M44d* world) {
+    evaluateAllIn(space, skeleton, poses, n, world);
+}
+
+ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses,
+                                   unsigned short n, M44f* world) {
+    evaluateAllIn(space, skeleton, poses, n, world);
+}
+
+template <class T>
+void evaluatePose(const Skeleton& skeleton, const Pose& pose,
+                  std::vector<Imath::Matrix44<T>>& out) {
+    const unsigned short n = pose.numJoints();
+    if (n > skeleton.numJoints()) return;
+    out.resize(n);
+    if (n == 0) return;
+    evaluateAll(pose.inParentSpace() ? Space::Parent : Space::Local, skeleton, &pose.jointPose(0),
+                n, out.data());
+}
+
+// The world matrix of one joint by walking its ancestors.
+template <Space S>
+M44d walkedWorld(const Skeleton& skeleton, const JointPose* poses, unsigned short n,
+                 unsigned short id) {
+    M44d world;
+    LocalMatrices<double, S>{skeleton, poses, n}.walk(id, 0, nullptr).store(world);
+    return world;
 }
 
 }  // namespace
@@ -85,15 +142,12 @@ M44d Poser::getWorldMatrix(const Pose& pose, unsigned int id) const {
         poseJoints > skeletonJoints || id >= poseJoints) {
         return M44d();
     }
-    const Joint& joint = m_skeleton->joint(static_cast<unsigned short>(id));
-    M44d world = localMatrix(pose, joint, static_cast<unsigned short>(id));
-    detail::forEachAncestor(*m_skeleton, joint, [&](const Joint& a) {
-        // Only a skeleton whose parents do not precede their children can have an ancestor the
-        // pose does not cover; it contributes nothing rather than being read out of range.
-        if (a.id() < poseJoints) world = world * localMatrix(pose, a, a.id());
-        return true;
-    });
-    return world;
+    // Only a skeleton whose parents do not precede their children can have an ancestor the pose
+    // does not cover; it contributes nothing rather than being read out of range.
+    const unsigned short j = static_cast<unsigned short>(id);
+    return pose.inParentSpace()
+               ? walkedWorld<Space::Parent>(*m_skeleton, &pose.jointPose(0), poseJoints, j)
+               : walkedWorld<Space::Local>(*m_skeleton, &pose.jointPose(0), poseJoints, j);
 }
 
 std::vector<M44d> Poser::getAllWorldMatrix(const Pose& pose) const {
@@ -103,43 +157,17 @@ std::vector<M44d> Poser::getAllWorldMatrix(const Pose& pose) const {
 }
 
 void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44d>& out) const {
-    if (!poseFits(m_skeleton, pose)) return;
-    const unsigned short n = pose.numJoints();
-    out.resize(n);
-    const bool parentSpace = pose.inParentSpace();
-    M44d* world = out.data();
-    for (unsigned short j = 0; j < n; ++j) {
-        const Joint& joint = m_skeleton->joint(j);
-        M44d local = pose.jointPose(j).matrix();
-        if (!parentSpace) {
-            const M44d m = local;
-            multiplyAffine(m, joint.matrix(), local);
-        }
-        combine(local, joint.parent(), j, n, world);
-    }
+    evaluatePose(*m_skeleton, pose, out);
 }
 
 void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44f>& out) const {
-    if (!poseFits(m_skeleton, pose)) return;
-    const unsigned short n = pose.numJoints();
-    out.resize(n);
-    const bool parentSpace = pose.inParentSpace();
-    M44f* world = out.data();
-    for (unsigned short j = 0; j < n; ++j) {
-        const Joint& joint = m_skeleton->joint(j);
-        const JointPose& p = pose.jointPose(j);
-        M44f local = floatMatrix(p.rotation, p.translation, p.scale);
-        if (!parentSpace) {
-            const M44f m = local;
-            multiplyAffine(m, floatMatrix(joint.rotation(), joint.translation(), joint.scale()),
-                           local);
-        }
-        combine(local, joint.parent(), j, n, world);
-    }
+    evaluatePose(*m_skeleton, pose, out);
 }
 
 M44d Poser::getWorldBindMatrix(unsigned int id) const {
-    return detail::worldBindMatrix(*m_skeleton, id);
+    const unsigned short n = m_skeleton->numJoints();
+    if (id >= n) return M44d();
+    return walkedWorld<Space::Bind>(*m_skeleton, nullptr, n, static_cast<unsigned short>(id));
 }
 
 std::vector<M44d> Poser::getAllWorldBindMatrix() const {
@@ -151,11 +179,7 @@ std::vector<M44d> Poser::getAllWorldBindMatrix() const {
 void Poser::getAllWorldBindMatrixInPlace(std::vector<M44d>& out) const {
     const unsigned short n = m_skeleton->numJoints();
     out.resize(n);
-    M44d* world = out.data();
-    for (unsigned short j = 0; j < n; ++j) {
-        const Joint& joint = m_skeleton->joint(j);
-        combine(joint.matrix(), joint.parent(), j, n, world);
-    }
+    if (n) evaluateAll(Space::Bind, *m_skeleton, nullptr, n, out.data());
 }
 
 void Poser::setWorldMatrix(Pose& pose, const M44d& world, unsigned short id) const {

@@ -2,12 +2,13 @@
 //
 // World matrices are row-vector products W(j) = M(j) * W(parent(j)), where M(j) is the joint's
 // pose transform (parent space), pose transform * bind transform (local space) or the bind
-// transform (bind-pose forms). The all-joint forms make one pass in id order and so rely on
-// parents having smaller ids than their children. Queries with an out-of-range id or a pose that
-// does not fit the skeleton give the identity or change nothing. Walks up the parents follow only
-// links into the skeleton's own joints and stop after numJoints() steps, so hand-made cycles
-// cannot hang them. The poser holds only a pointer to the skeleton, which must outlive it; every
-// query is const and keeps no cache.
+// transform (bind-pose forms). The all-joint forms make one pass in id order; a joint whose parent
+// comes later walks up to its first evaluated ancestor, so any parent order gives the walked
+// result, and nothing depends on what the output vector held. Queries with an out-of-range id or a
+// pose that does not fit the skeleton give the identity or change nothing. Walks up the parents
+// follow only links into the skeleton's own joints and stop after numJoints() steps, so hand-made
+// cycles cannot hang them. The poser holds only a pointer to the skeleton, which must outlive it;
+// every query is const and keeps no cache.
 //
 //   Poser poser(&skeleton); std::vector<Imath::M44d> world;
 //   poser.getAllWorldMatrixInPlace(pose, world);
@@ -39,7 +40,7 @@ public:
     // more joints than the skeleton.
     void getAllWorldMatrixInPlace(const Pose& pose,
                                   std::vector<Imath::Matrix44<double>>& out) const;
-    // The same pass carried out in single precision throughout.
+    // The same pass carried out in single precision throughout (local matrices, products).
     void getAllWorldMatrixInPlace(const Pose& pose, std::vector<Imath::Matrix44<float>>& out) const;
 
     // Bind-pose world matrix of one joint; the identity for an id beyond the skeleton.

@@ -57,6 +57,8 @@ public:
     const Joint* child(unsigned short index) const {
         return index < m_children.size() ? m_children[index] : nullptr;
     }
+    // Room for n children in all, so that adding a known number allocates once.
+    void reserveChildren(unsigned short n) { m_children.reserve(n); }
     // Appends `child` (no duplicate check) and makes this joint its parent; false for null.
     bool addChild(Joint* child);
     // Removes position `index` of the child list; the child keeps its parent pointer.

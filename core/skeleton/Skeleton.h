@@ -2,11 +2,11 @@
 // property maps and level-of-detail records.
 //
 // Joints live in one owned array; a joint's id is its index, and parents are expected to have
-// smaller ids than their children (world matrices are evaluated in one pass on that basis; the
-// skeleton does not enforce it). Copies are deep: links are rebuilt into the copy's own array.
-// Derived data (the name map, the feet's leg data, pelvis chains, detached joints) is rebuilt
-// only when asked for. Id-taking accessors do not validate; registration calls ignore bad ids.
-// jointMetadata() inserts an empty map for a joint without one, also through a const skeleton.
+// smaller ids than their children (the skeleton does not enforce it; world-matrix passes are
+// fastest that way but correct in any order). Copies are deep: links are rebuilt into the copy's
+// own array. Derived data (the name map, the feet's leg data, pelvis chains, detached joints) is
+// rebuilt only when asked for. Id-taking accessors do not validate; registration calls ignore bad
+// ids. jointMetadata() inserts an empty map for a joint without one, also through a const skeleton.
 //
 //   Skeleton s(3); s.joint(0).addChild(&s.joint(1)); s.joint(1).addChild(&s.joint(2));
 //   s.joint(2).setName("ankle"); s.buildJointNameMap(); int ankle = s.jointId("ankle");

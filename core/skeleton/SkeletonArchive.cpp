@@ -83,6 +83,7 @@ bool readJoints(Archive& a, Skeleton& s) {
     for (uint16_t i = 0; i < n; ++i) {
         Joint& joint = s.joint(i);
         if (parents[i] != kNoParent) joint.setParent(&s.joint(parents[i]));
+        joint.reserveChildren(static_cast<unsigned short>(firstChild[i + 1] - firstChild[i]));
         for (size_t c = firstChild[i]; c < firstChild[i + 1]; ++c)
             joint.addChild(&s.joint(children[c]));
     }

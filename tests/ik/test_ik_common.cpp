@@ -72,6 +72,27 @@ TEST(IkCommon, ChainWalksMatchThePoser) {
     EXPECT_M44_NEAR(detail::parentWorldMatrix(identity, s, kWorld), M44d(), 0.0);
 }
 
+TEST(IkCommon, AffineHelpersMatchImath) {
+    // A scaled, rotated, translated joint transform and one with a negative determinant.
+    M44d m = Quatd(0.8, 0.2, -0.5, 0.26).normalized().toMatrix44();
+    m.scale(V3d(1.5, 0.7, 2.0));
+    m.setTranslation(V3d(0.3, -1.2, 4.0));
+    M44d mirrored = m;
+    mirrored.scale(V3d(-1, 1, 1));
+    const V3d v(0.4, -2.0, 0.9);
+    for (const M44d& a : {m, mirrored}) {
+        V3d expected;
+        a.inverse().multDirMatrix(v, expected);
+        EXPECT_V3_NEAR(detail::multDirInverse(a, v), expected, 1e-12);
+        // Same sums as the plain product, so the same bits.
+        EXPECT_EQ(detail::multiplyAffine(a, m), a * m);
+    }
+    // A singular frame leaves the direction as it is, like the identity Imath's inverse gives.
+    M44d flat = m;
+    flat.scale(V3d(1, 0, 1));
+    EXPECT_EQ(detail::multDirInverse(flat, v), v);
+}
+
 TEST(IkCommon, WorldRotationTurnsTheJointAboutItsPosition) {
     const Skeleton s = makeLeg();
     const Poser poser(&s);

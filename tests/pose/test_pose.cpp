@@ -328,16 +328,50 @@ TEST(Poser, SetWorldMatrixRoundTrips) {
 }
 
 TEST(Poser, ParentsAfterChildrenStayInBounds) {
-    // Joint 0 hangs below joint 2: the one-pass form combines with what out[2] held (identity),
-    // the walking form is right, and a pose that stops before the parent is never overrun.
+    // Joint 0 hangs below joint 2: both forms chain 1 -> 2 -> 0, and a pose that stops before
+    // the parent is never overrun (the ancestor it does not cover contributes nothing).
     const Skeleton s = chain(true);
     const Poser poser(&s);
     Pose pose(&s, true);
     EXPECT_EQ(poser.getWorldMatrix(pose, 0).translation(), V3d(0, 3, 0));
     const std::vector<M44d> out = poser.getAllWorldMatrix(pose);
-    EXPECT_TRUE(out[0].translation() == V3d(0, 1, 0) && out[2].translation() == V3d(0, 2, 0));
+    EXPECT_TRUE(out[0].translation() == V3d(0, 3, 0) && out[2].translation() == V3d(0, 2, 0));
     pose.setNumberJoints(2);
     pose.jointPose(0).translation = V3d(0, 1, 0);
     EXPECT_EQ(poser.getAllWorldMatrix(pose)[0].translation(), V3d(0, 1, 0));
     EXPECT_EQ(poser.getWorldMatrix(pose, 0).translation(), V3d(0, 1, 0));
+}
+
+TEST(Poser, OnePassAgreesWithWalksInAnyParentOrder) {
+    // Forty joints of a bushy tree whose ids are scattered, so most parents come after their
+    // children; two top joints. The passes must not read what the output vectors held.
+    const unsigned short n = 40;
+    auto scatter = [](unsigned short i) { return static_cast<unsigned short>((i * 17 + 5) % 40); };
+    Skeleton s(n);
+    for (unsigned short i = 0; i < n; ++i) {
+        const unsigned short j = scatter(i);
+        if (i > 1) s[scatter(static_cast<unsigned short>((i - 2) / 3))].addChild(&s[j]);
+        s[j].setTranslation(V3d(0.1 * (i % 5), 0.5 + 0.1 * i, -0.2 * (i % 3)));
+        s[j].setRotation(axisAngle(V3d(1, 0.3 * i, -0.2), 0.05 * i - 0.4));
+        s[j].setScale(V3d(1.0 + 0.02 * (i % 4), 1.0, 1.0 - 0.01 * (i % 3)));
+    }
+    const Poser poser(&s);
+    std::vector<M44d> bind(n, M44d(std::nan("")));
+    poser.getAllWorldBindMatrixInPlace(bind);
+    for (bool parentSpace : {true, false}) {
+        SCOPED_TRACE(parentSpace ? "parent space" : "local space");
+        const Pose pose = makeMovedPose(s, parentSpace);
+        std::vector<M44d> all(n, M44d(std::nan("")));
+        std::vector<M44f> allFloat(n, M44f(std::nanf("")));
+        poser.getAllWorldMatrixInPlace(pose, all);
+        poser.getAllWorldMatrixInPlace(pose, allFloat);
+        EXPECT_EQ(poser.getAllWorldMatrix(pose), all);
+        for (unsigned short j = 0; j < n; ++j) {
+            const M44d walked = poser.getWorldMatrix(pose, j);
+            EXPECT_M44_NEAR(all[j], walked, 1e-12 * (1.0 + walked.translation().length()));
+            EXPECT_M44_NEAR(M44d(allFloat[j]), walked,
+                            1e-5 * (1.0 + walked.translation().length()));
+            EXPECT_M44_NEAR(bind[j], poser.getWorldBindMatrix(j), 1e-12 * (1.0 + j));
+        }
+    }
 }

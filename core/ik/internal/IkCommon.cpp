@@ -145,9 +145,10 @@ template <class Local>
 M44d parentWorldBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
                       unsigned short lowerId, Local local) {
     int k = parentId(skeleton, lowerId);
-    if (k == upperId) return upperWorld;
-    M44d between;
-    for (unsigned int steps = 0; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
+    if (k == upperId || k < 0) return upperWorld;
+    M44d between = local(static_cast<unsigned short>(k));
+    k = parentId(skeleton, static_cast<unsigned short>(k));
+    for (unsigned int steps = 1; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
         between = multiplyAffine(between, local(static_cast<unsigned short>(k)));
         k = parentId(skeleton, static_cast<unsigned short>(k));
     }
@@ -209,8 +210,7 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
     const double length = rotation.length();
     const double sinHalf = rotation.v.length();
     if (sinHalf == 0.0) return;
-    V3d axis;
-    world.inverse().multDirMatrix(rotation.v, axis);
+    V3d axis = multDirInverse(world, rotation.v);
     axis.normalize();
     if ((axis ^ axis) == 0.0) return;
     JointPose& jointPose = pose.jointPose(id);
@@ -249,9 +249,7 @@ void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, d
     // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
     // the change of tB too.
     const M44d bind = skeleton.joint(id).matrix();
-    V3d bindInPose;
-    bind.inverse().multDirMatrix(bind.translation(), bindInPose);
-    t = t * s + bindInPose * (s - 1.0);
+    t = t * s + multDirInverse(bind, bind.translation()) * (s - 1.0);
 }
 
 bool hasSkipIk(const Skeleton& skeleton, unsigned short id) {

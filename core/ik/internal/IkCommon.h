@@ -26,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/math/internal/AffineRows.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
 #include "utils/Logger.h"
@@ -97,25 +98,17 @@ private:
     std::vector<std::pair<unsigned short, JointPose>> m_kept;
 };
 
-// a * b for matrices whose last column is (0, 0, 0, 1), as joint transforms and their products
-// are: the general product's sums without the terms known to be zero.
-inline M44d multiplyAffine(const M44d& a, const M44d& b) {
-    M44d c;
-    for (int i = 0; i < 4; ++i) {
-        for (int k = 0; k < 3; ++k) {
-            c[i][k] = a[i][0] * b[0][k] + a[i][1] * b[1][k] + a[i][2] * b[2][k];
-        }
-    }
-    for (int k = 0; k < 3; ++k)
-        c[3][k] += b[3][k];
-    return c;
-}
-
 // The joint's transform relative to its parent joint.
 inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id,
                         bool parentSpace) {
-    const M44d m = pose.jointPose(id).matrix();
-    return parentSpace ? m : multiplyAffine(m, skeleton.joint(id).matrix());
+    const JointPose& p = pose.jointPose(id);
+    if (parentSpace) return p.matrix();
+    const Joint& joint = skeleton.joint(id);
+    M44d m;
+    (Affine<double>::of(p.rotation, p.translation, p.scale) *
+     Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows())
+        .store(m);
+    return m;
 }
 
 // World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.
