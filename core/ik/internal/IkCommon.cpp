@@ -1,6 +1,8 @@
 #include "core/ik/internal/IkCommon.h"
 
 #include <cmath>
+#include <new>
+#include <type_traits>
 
 #include "core/metadata/MetadataImpl.h"
 #include "core/pose/Pose.h"
@@ -114,21 +116,42 @@ FiniteResultGuard::FiniteResultGuard(Pose& pose, const Skeleton& skeleton, unsig
         keep(id);
 }
 
+bool FiniteResultGuard::isKept(unsigned short id) const {
+    for (std::size_t i = 0; i < m_count; ++i)
+        if (m_ids[i] == id) return true;
+    for (const auto& kept : m_more)
+        if (kept.first == id) return true;
+    return false;
+}
+
 void FiniteResultGuard::keep(unsigned short id) {
-    if (id >= m_pose.numJoints()) return;
-    for (const auto& kept : m_kept)
-        if (kept.first == id) return;
-    m_kept.emplace_back(id, m_pose.jointPose(id));
+    static_assert(std::is_trivially_destructible<JointPose>::value, "kept poses are not destroyed");
+    if (id >= m_pose.numJoints() || isKept(id)) return;
+    if (m_count < kInline) {
+        m_ids[m_count] = id;
+        new (m_poses + m_count++ * sizeof(JointPose)) JointPose(m_pose.jointPose(id));
+    } else {
+        m_more.emplace_back(id, m_pose.jointPose(id));
+    }
 }
 
 FiniteResultGuard::~FiniteResultGuard() {
+    const unsigned short n = m_pose.numJoints();
+    auto finiteAt = [&](unsigned short id) {
+        return id >= n || isFinitePose(m_pose.jointPose(id));
+    };
     bool finite = true;
-    for (const auto& kept : m_kept)
-        finite = finite &&
-                 (kept.first >= m_pose.numJoints() || isFinitePose(m_pose.jointPose(kept.first)));
+    for (std::size_t i = 0; finite && i < m_count; ++i)
+        finite = finiteAt(m_ids[i]);
+    for (const auto& kept : m_more)
+        finite = finite && finiteAt(kept.first);
     if (finite) return;
-    for (const auto& kept : m_kept)
-        if (kept.first < m_pose.numJoints()) m_pose.jointPose(kept.first) = kept.second;
+    for (std::size_t i = 0; i < m_count; ++i)
+        if (m_ids[i] < n)
+            m_pose.jointPose(m_ids[i]) =
+                *std::launder(reinterpret_cast<const JointPose*>(m_poses + i * sizeof(JointPose)));
+    for (const auto& kept : m_more)
+        if (kept.first < n) m_pose.jointPose(kept.first) = kept.second;
     ikWarning(kNotFiniteResultWarning);
 }
 

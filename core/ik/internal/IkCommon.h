@@ -93,9 +93,17 @@ public:
     FiniteResultGuard& operator=(const FiniteResultGuard&) = delete;
 
 private:
+    // Short chains keep their joint poses inline; longer ones spill into m_more.
+    static constexpr std::size_t kInline = 8;
     void keep(unsigned short id);
+    bool isKept(unsigned short id) const;
     Pose& m_pose;
-    std::vector<std::pair<unsigned short, JointPose>> m_kept;
+    std::size_t m_count = 0;
+    unsigned short m_ids[kInline];
+    // Storage rather than JointPose[kInline], so construction does not write eight defaults;
+    // JointPose has a trivial destructor, so nothing needs to be destroyed.
+    alignas(JointPose) unsigned char m_poses[kInline * sizeof(JointPose)];
+    std::vector<std::pair<unsigned short, JointPose>> m_more;
 };
 
 // The joint's transform relative to its parent joint.
