@@ -38,9 +38,8 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
 
 }  // namespace
 
-bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& goal,
-                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
-                   double minStep) {
+bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
+                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
     const size_t n = p.size();
     if (n < 2) return false;
     double total = 0.0;
@@ -62,8 +61,7 @@ bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& 
     }
 }
 
-void fabrikLayTowards(Positions& p, const std::vector<double>& lengths, const V3d& goal,
-                      double minStep) {
+void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {
     for (size_t k = 0; k + 1 < p.size(); ++k) {
         const V3d d = goal - p[k];
         const double r = d.length();
@@ -71,17 +69,15 @@ void fabrikLayTowards(Positions& p, const std::vector<double>& lengths, const V3
     }
 }
 
-JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end) {
-    JointIds chain;
-    chain.reserve(mids.size() + 2);
+void namedChain(unsigned short start, const JointIds& mids, unsigned short end, ChainIds& chain) {
     chain.push_back(start);
-    chain.insert(chain.end(), mids.begin(), mids.end());
+    for (unsigned short id : mids)
+        chain.push_back(id);
     chain.push_back(end);
-    return chain;
 }
 
-bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain) {
-    for (size_t i = 1; i < chain.size(); ++i) {
+bool checkDirectChain(const Skeleton& skeleton, IdSpan chain) {
+    for (size_t i = 1; i < chain.size; ++i) {
         if (skeleton.joint(chain[i]).parent() != &skeleton.joint(chain[i - 1])) {
             ikWarning(kNotAChainWarning);
             return false;
@@ -96,10 +92,10 @@ bool checkReachable(const V3d& from, const V3d& target) {
     return false;
 }
 
-ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
-                          bool parentSpace) {
-    ChainJoints chain(ids.size());
-    for (size_t k = 0; k < ids.size(); ++k) {
+void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
+                   ChainJoints& chain) {
+    chain.resize(ids.size);
+    for (size_t k = 0; k < ids.size; ++k) {
         chain[k].id = ids[k];
         chain[k].local = localMatrix(pose, skeleton, ids[k], parentSpace);
     }
@@ -107,7 +103,6 @@ ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const Join
     chain[0].world = multiplyAffine(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
-    return chain;
 }
 
 void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,

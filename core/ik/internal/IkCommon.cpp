@@ -63,17 +63,17 @@ bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
     return checkInput(pose, skeleton, ids.begin(), ids.size(), target, pole);
 }
 
-bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
-                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole) {
-    return checkInput(pose, skeleton, ids.data(), ids.size(), target, pole);
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton, IdSpan ids, const V3d& target,
+                  const V3d* pole) {
+    return checkInput(pose, skeleton, ids.ids, ids.size, target, pole);
 }
 
 bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain) {
     return checkChain(skeleton, chain.begin(), chain.size());
 }
 
-bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain) {
-    return checkChain(skeleton, chain.data(), chain.size());
+bool checkIkChain(const Skeleton& skeleton, IdSpan chain) {
+    return checkChain(skeleton, chain.ids, chain.size);
 }
 
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id) {

@@ -61,17 +61,28 @@ void ikWarning(const Pieces&... pieces) {
     ((proxy << pieces << ' '), ...);
 }
 
+// A list of joint ids held elsewhere: a std::vector or a SmallVector.
+struct IdSpan {
+    template <class Container>
+    IdSpan(const Container& c) : ids(c.data()), size(c.size()) {}
+    const unsigned short* begin() const { return ids; }
+    const unsigned short* end() const { return ids + size; }
+    const unsigned short& operator[](std::size_t i) const { return ids[i]; }
+    const unsigned short* ids;
+    std::size_t size;
+};
+
 // Refuses (one warning, false) ids at or beyond the skeleton's joint count, a pose whose joint
 // count differs from the skeleton's, and a non-finite target or pole (pole may be null).
 bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
                   std::initializer_list<unsigned short> ids, const V3d& target, const V3d* pole);
-bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
-                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole);
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton, IdSpan ids, const V3d& target,
+                  const V3d* pole);
 // Refuses (one warning, false) a list in which a joint is not an ancestor of the next, or whose
 // first joint does not reach a top joint within numJoints() steps (cyclic links). Ids must
 // already be within the skeleton.
 bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain);
-bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain);
+bool checkIkChain(const Skeleton& skeleton, IdSpan chain);
 
 // True when `ancestor` lies on the parent path of `id` (not id itself), within numJoints() steps.
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id);
