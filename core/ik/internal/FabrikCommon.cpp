@@ -18,9 +18,14 @@ void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
     if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
 }
 
+void readLocal(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
+    joint.local = parentSpace ? localMatrix(pose, skeleton, joint.id, true)
+                              : localMatrix(pose.jointPose(joint.id), joint.bind);
+}
+
 // Re-reads a joint's local matrix after its rotation changed.
 void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    joint.local = localMatrix(pose, skeleton, joint.id, parentSpace);
+    readLocal(pose, skeleton, joint, parentSpace);
     joint.world = multiplyAffine(joint.local, joint.above);
 }
 
@@ -97,7 +102,8 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         chain[k].id = ids[k];
-        chain[k].local = localMatrix(pose, skeleton, ids[k], parentSpace);
+        if (!parentSpace) chain[k].bind = bindRows(skeleton, ids[k]);
+        readLocal(pose, skeleton, chain[k], parentSpace);
     }
     chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
     chain[0].world = multiplyAffine(chain[0].local, chain[0].above);

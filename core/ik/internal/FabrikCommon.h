@@ -57,9 +57,10 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain);
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
 // The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
-// its own world matrix (local * above).
+// its own world matrix (local * above); in local space also its bind rows, read once per solve.
 struct ChainJoint {
     unsigned short id;
+    Rows<double> bind;
     Imath::Matrix44<double> local, above, world;
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;

@@ -117,17 +117,24 @@ private:
     std::vector<std::pair<unsigned short, JointPose>> m_more;
 };
 
+// The bind matrix of a joint as rows, for local-space local matrices.
+inline Rows<double> bindRows(const Skeleton& skeleton, unsigned short id) {
+    const Joint& joint = skeleton.joint(id);
+    return Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows();
+}
+
+// The local matrix of a local-space joint pose whose joint's bindRows() are known.
+inline M44d localMatrix(const JointPose& p, const Rows<double>& bind) {
+    M44d m;
+    (Affine<double>::of(p.rotation, p.translation, p.scale) * bind).store(m);
+    return m;
+}
+
 // The joint's transform relative to its parent joint.
 inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id,
                         bool parentSpace) {
     const JointPose& p = pose.jointPose(id);
-    if (parentSpace) return p.matrix();
-    const Joint& joint = skeleton.joint(id);
-    M44d m;
-    (Affine<double>::of(p.rotation, p.translation, p.scale) *
-     Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows())
-        .store(m);
-    return m;
+    return parentSpace ? p.matrix() : localMatrix(p, bindRows(skeleton, id));
 }
 
 // World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.
