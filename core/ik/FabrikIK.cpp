@@ -93,7 +93,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         frame.multVecMatrix(q, p[i]);
     }
     turnBones(pose, skeleton, joints, p, false, parentSpace);
-    aimStart(pose, skeleton, joints, target, parentSpace);
+    aimStart(pose, joints, target);
 }
 
 }  // namespace ZeltoCore

@@ -55,7 +55,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     }
     turnBones(pose, skeleton, joints, p, true, parentSpace);
     const V3d end = joints.back().world.translation();
-    aimStart(pose, skeleton, joints, target, parentSpace);
+    aimStart(pose, joints, target);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.
     const double reach = (end - start).length();

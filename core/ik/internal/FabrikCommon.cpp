@@ -114,9 +114,18 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
 void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
                bool bones, bool parentSpace) {
     for (size_t k = 0; k + 1 < chain.size(); ++k) {
-        if (k > 0) descend(pose, skeleton, chain, k, parentSpace);  // the turns above moved it
+        // The turns above moved the next joint; only its position is needed before this turn.
+        V3d next;
+        if (k == 0) {
+            next = chain[1].world.translation();
+        } else if (skeleton.joint(chain[k + 1].id).parent()->id() == chain[k].id) {
+            next = productTranslation(chain[k + 1].local, chain[k].world);
+        } else {
+            descend(pose, skeleton, chain, k, parentSpace);
+            next = chain[k + 1].world.translation();
+        }
         const V3d at = chain[k].world.translation();
-        const V3d from = chain[k + 1].world.translation() - at;
+        const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
         applyWorldRotation(pose, chain[k].id, chain[k].world, rotationBetween(from, to));
         refresh(pose, skeleton, chain[k], parentSpace);
@@ -124,13 +133,11 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
     }
 }
 
-void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const V3d& target,
-              bool parentSpace) {
-    ChainJoint& start = chain.front();
+void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
+    const ChainJoint& start = chain.front();
     const V3d at = start.world.translation();
     applyWorldRotation(pose, start.id, start.world,
                        rotationBetween(chain.back().world.translation() - at, target - at));
-    refresh(pose, skeleton, start, parentSpace);
 }
 
 }  // namespace detail

@@ -77,9 +77,8 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
                bool bones, bool parentSpace);
 
 // Turns the first joint about its position so that the end, at chain.back().world's translation,
-// lies on the way to `target`. Only chain.front() stays current.
-void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
-              const Imath::Vec3<double>& target, bool parentSpace);
+// lies on the way to `target`. The chain's matrices are left as they were, no longer current.
+void aimStart(Pose& pose, const ChainJoints& chain, const Imath::Vec3<double>& target);
 
 }  // namespace detail
 }  // namespace ZeltoCore
