@@ -24,7 +24,8 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         ikWarning(kFabrikPoleWarning);
         return;
     }
-    const JointIds chain = namedChain(startId, midJoints, endId);
+    ChainIds chain;
+    namedChain(startId, midJoints, endId, chain);
     if (!checkIkInput(pose, skeleton, chain, target, poleVector) ||
         !checkDirectChain(skeleton, chain)) {
         return;
@@ -32,7 +33,8 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     const size_t n = chain.size();
     constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
 
-    ChainJoints joints = evaluateChain(pose, skeleton, chain, parentSpace);
+    ChainJoints joints;
+    evaluateChain(pose, skeleton, chain, parentSpace, joints);
     const V3d start = joints[0].world.translation();
     if (!checkReachable(start, target)) return;
 
@@ -60,7 +62,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         toFrame.multVecMatrix(x, inFrame);
         offset[i] = inFrame - p[i];
     }
-    std::vector<double> lengths(n - 1);
+    Lengths lengths(n - 1);
     for (size_t i = 0; i + 1 < n; ++i)
         lengths[i] = (p[i + 1] - p[i]).length();
 
@@ -91,7 +93,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         frame.multVecMatrix(q, p[i]);
     }
     turnBones(pose, skeleton, joints, p, false, parentSpace);
-    aimStart(pose, skeleton, joints, target, parentSpace);
+    aimStart(pose, joints, target);
 }
 
 }  // namespace ZeltoCore

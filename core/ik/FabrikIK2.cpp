@@ -37,7 +37,8 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
         return;
     }
 
-    ChainJoints chain = evaluateChain(pose, skeleton, joints, parentSpace);
+    ChainJoints chain;
+    evaluateChain(pose, skeleton, joints, parentSpace, chain);
     const V3d root = chain[0].world.translation();
     if (!checkReachable(root, target)) return;
     // Flattening onto the plane of the root-to-target line and the pole; without a plane (no
@@ -47,11 +48,10 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
 
     // Only the active joints are solved; a skipped joint's bone adds to the distance between
     // the active joints around it.
-    std::vector<double> lengths(n - 1), distances;
-    std::vector<char> active(n, 1);
+    Lengths lengths(n - 1), distances;
+    SmallVector<char, kInlineJoints> active(n);
+    active[0] = 1;
     Positions solved{root};
-    distances.reserve(n - 1);
-    solved.reserve(n);
     double total = 0.0, run = 0.0;
     for (size_t i = 1; i < n; ++i) {
         const V3d x = chain[i].world.translation();

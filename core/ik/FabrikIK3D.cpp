@@ -13,9 +13,11 @@ namespace {
 void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
            const JointIds& midJoints, const JointIds& stretchJoints, unsigned short endId,
            double tolerance, unsigned int maxIterations, const V3d* poleVector, bool parentSpace) {
-    const JointIds chain = namedChain(startId, midJoints, endId);
-    JointIds named = chain;
-    named.insert(named.end(), stretchJoints.begin(), stretchJoints.end());
+    ChainIds chain, named;
+    namedChain(startId, midJoints, endId, chain);
+    namedChain(startId, midJoints, endId, named);
+    for (unsigned short id : stretchJoints)
+        named.push_back(id);
     // Each stretch entry lengthens the bone from the entry before, so it must be its child.
     if (!checkIkInput(pose, skeleton, named, target, poleVector) ||
         !checkIkChain(skeleton, chain) ||
@@ -24,9 +26,10 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     }
     const size_t n = chain.size();
 
-    ChainJoints joints = evaluateChain(pose, skeleton, chain, parentSpace);
+    ChainJoints joints;
+    evaluateChain(pose, skeleton, chain, parentSpace, joints);
     Positions p(n);
-    std::vector<double> lengths(n - 1);
+    Lengths lengths(n - 1);
     double total = 0.0;
     for (size_t i = 0; i < n; ++i) {
         p[i] = joints[i].world.translation();
@@ -52,7 +55,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     }
     turnBones(pose, skeleton, joints, p, true, parentSpace);
     const V3d end = joints.back().world.translation();
-    aimStart(pose, skeleton, joints, target, parentSpace);
+    aimStart(pose, joints, target);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.
     const double reach = (end - start).length();

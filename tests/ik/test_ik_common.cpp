@@ -12,6 +12,7 @@
 #include "core/ik/SphereIK.h"
 #include "core/ik/TwoJointsIK.h"
 #include "core/ik/internal/IkCommon.h"
+#include "core/ik/internal/SmallVector.h"
 #include "core/metadata/MetadataImpl.h"
 #include "tests/ik/IkRig.h"
 #include "tests/support/LogCapture.h"
@@ -86,6 +87,7 @@ TEST(IkCommon, AffineHelpersMatchImath) {
         EXPECT_V3_NEAR(detail::multDirInverse(a, v), expected, 1e-12);
         // Same sums as the plain product, so the same bits.
         EXPECT_EQ(detail::multiplyAffine(a, m), a * m);
+        EXPECT_EQ(detail::productTranslation(a, m), (a * m).translation());
     }
     // A singular frame leaves the direction as it is, like the identity Imath's inverse gives.
     M44d flat = m;
@@ -212,6 +214,36 @@ TEST(IkCommon, ResultsThatAreNotFiniteArePutBack) {
     EXPECT_EQ(pose.jointPose(kHip).translation, before.jointPose(kHip).translation);
     EXPECT_EQ(log.warnings,
               std::vector<std::string>{std::string(detail::kNotFiniteResultWarning) + " "});
+}
+
+TEST(IkCommon, GuardAndBuffersBeyondTheirInlineSize) {
+    // A twelve-joint chain: the guard keeps more joint poses than it holds inline.
+    Skeleton s(12);
+    for (unsigned short i = 1; i < 12; ++i) {
+        s[i - 1].addChild(&s[i]);
+        s[i].setTranslation(V3d(0, 1, 0));
+    }
+    Pose pose(&s, true);
+    pose.jointPose(3).translation.z = 0.5;
+    const Pose before = pose;
+    LogCapture log;
+    {
+        detail::FiniteResultGuard guard(pose, s, 0, {11});
+        for (unsigned short i = 0; i < 12; ++i)
+            pose.jointPose(i).translation.x = 7;
+        pose.jointPose(11).scale.y = std::nan("");
+    }
+    for (unsigned short i = 0; i < 12; ++i)
+        EXPECT_EQ(pose.jointPose(i).translation, before.jointPose(i).translation) << i;
+    EXPECT_EQ(log.warnings.size(), 1u);
+
+    detail::SmallVector<int, 4> v{1, 2, 3};
+    v.resize(5);  // value-initialised, like std::vector
+    for (int k = 6; k <= 10; ++k)
+        v.push_back(k);  // moves to the heap at the fifth element
+    v.resize(11);
+    EXPECT_EQ(std::vector<int>(v.begin(), v.end()),
+              (std::vector<int>{1, 2, 3, 0, 0, 6, 7, 8, 9, 10, 0}));
 }
 
 TEST(IkCommon, OverflowingInputsNeverLeaveANaN) {

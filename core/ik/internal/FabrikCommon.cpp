@@ -18,9 +18,14 @@ void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
     if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
 }
 
+void readLocal(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
+    joint.local = parentSpace ? localMatrix(pose, skeleton, joint.id, true)
+                              : localMatrix(pose.jointPose(joint.id), joint.bind);
+}
+
 // Re-reads a joint's local matrix after its rotation changed.
 void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    joint.local = localMatrix(pose, skeleton, joint.id, parentSpace);
+    readLocal(pose, skeleton, joint, parentSpace);
     joint.world = multiplyAffine(joint.local, joint.above);
 }
 
@@ -38,9 +43,8 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
 
 }  // namespace
 
-bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& goal,
-                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
-                   double minStep) {
+bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
+                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
     const size_t n = p.size();
     if (n < 2) return false;
     double total = 0.0;
@@ -62,8 +66,7 @@ bool fabrikIterate(Positions& p, const std::vector<double>& lengths, const V3d& 
     }
 }
 
-void fabrikLayTowards(Positions& p, const std::vector<double>& lengths, const V3d& goal,
-                      double minStep) {
+void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {
     for (size_t k = 0; k + 1 < p.size(); ++k) {
         const V3d d = goal - p[k];
         const double r = d.length();
@@ -71,17 +74,15 @@ void fabrikLayTowards(Positions& p, const std::vector<double>& lengths, const V3
     }
 }
 
-JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end) {
-    JointIds chain;
-    chain.reserve(mids.size() + 2);
+void namedChain(unsigned short start, const JointIds& mids, unsigned short end, ChainIds& chain) {
     chain.push_back(start);
-    chain.insert(chain.end(), mids.begin(), mids.end());
+    for (unsigned short id : mids)
+        chain.push_back(id);
     chain.push_back(end);
-    return chain;
 }
 
-bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain) {
-    for (size_t i = 1; i < chain.size(); ++i) {
+bool checkDirectChain(const Skeleton& skeleton, IdSpan chain) {
+    for (size_t i = 1; i < chain.size; ++i) {
         if (skeleton.joint(chain[i]).parent() != &skeleton.joint(chain[i - 1])) {
             ikWarning(kNotAChainWarning);
             return false;
@@ -96,26 +97,35 @@ bool checkReachable(const V3d& from, const V3d& target) {
     return false;
 }
 
-ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
-                          bool parentSpace) {
-    ChainJoints chain(ids.size());
-    for (size_t k = 0; k < ids.size(); ++k) {
+void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
+                   ChainJoints& chain) {
+    chain.resize(ids.size);
+    for (size_t k = 0; k < ids.size; ++k) {
         chain[k].id = ids[k];
-        chain[k].local = localMatrix(pose, skeleton, ids[k], parentSpace);
+        if (!parentSpace) chain[k].bind = bindRows(skeleton, ids[k]);
+        readLocal(pose, skeleton, chain[k], parentSpace);
     }
     chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
     chain[0].world = multiplyAffine(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
-    return chain;
 }
 
 void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
                bool bones, bool parentSpace) {
     for (size_t k = 0; k + 1 < chain.size(); ++k) {
-        if (k > 0) descend(pose, skeleton, chain, k, parentSpace);  // the turns above moved it
+        // The turns above moved the next joint; only its position is needed before this turn.
+        V3d next;
+        if (k == 0) {
+            next = chain[1].world.translation();
+        } else if (skeleton.joint(chain[k + 1].id).parent()->id() == chain[k].id) {
+            next = productTranslation(chain[k + 1].local, chain[k].world);
+        } else {
+            descend(pose, skeleton, chain, k, parentSpace);
+            next = chain[k + 1].world.translation();
+        }
         const V3d at = chain[k].world.translation();
-        const V3d from = chain[k + 1].world.translation() - at;
+        const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
         applyWorldRotation(pose, chain[k].id, chain[k].world, rotationBetween(from, to));
         refresh(pose, skeleton, chain[k], parentSpace);
@@ -123,13 +133,11 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
     }
 }
 
-void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const V3d& target,
-              bool parentSpace) {
-    ChainJoint& start = chain.front();
+void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
+    const ChainJoint& start = chain.front();
     const V3d at = start.world.translation();
     applyWorldRotation(pose, start.id, start.world,
                        rotationBetween(chain.back().world.translation() - at, target - at));
-    refresh(pose, skeleton, start, parentSpace);
 }
 
 }  // namespace detail

@@ -12,6 +12,9 @@
 
 #include <vector>
 
+#include "core/ik/internal/IkCommon.h"
+#include "core/ik/internal/SmallVector.h"
+
 namespace ZeltoCore {
 
 class Pose;
@@ -19,8 +22,12 @@ class Skeleton;
 
 namespace detail {
 
-using Positions = std::vector<Imath::Vec3<double>>;
+// Chains up to this long are solved without allocating.
+constexpr std::size_t kInlineJoints = 8;
+using Positions = SmallVector<Imath::Vec3<double>, kInlineJoints>;
+using Lengths = SmallVector<double, kInlineJoints>;
 using JointIds = std::vector<unsigned short>;
+using ChainIds = SmallVector<unsigned short, 2 * kInlineJoints>;
 
 constexpr const char* kFabrikPoleWarning = "Missing or 0 length pole vector!";
 
@@ -30,37 +37,38 @@ constexpr const char* kFabrikPoleWarning = "Missing or 0 length pole vector!";
 // call leaves one iteration to each later call. Also stops once an iteration no longer moves the
 // end (by 1e-12 of the chain length), so a huge cap cannot spin on a goal it cannot improve;
 // returns false in that case.
-bool fabrikIterate(Positions& p, const std::vector<double>& lengths,
-                   const Imath::Vec3<double>& goal, double tolerance, unsigned int maxIterations,
-                   unsigned int& iterations, double minStep);
+bool fabrikIterate(Positions& p, const Lengths& lengths, const Imath::Vec3<double>& goal,
+                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
+                   double minStep);
 
 // Lays the chain out from p[0] straight towards `goal`, every bone at its length (the pass for a
 // goal out of reach). Bones whose start is within `minStep` of the goal stay where they are.
-void fabrikLayTowards(Positions& p, const std::vector<double>& lengths,
-                      const Imath::Vec3<double>& goal, double minStep);
+void fabrikLayTowards(Positions& p, const Lengths& lengths, const Imath::Vec3<double>& goal,
+                      double minStep);
 
-// The list (start, mids..., end).
-JointIds namedChain(unsigned short start, const JointIds& mids, unsigned short end);
+// Fills `chain` with the list (start, mids..., end).
+void namedChain(unsigned short start, const JointIds& mids, unsigned short end, ChainIds& chain);
 
 // Refuses (the chain warning, false) a list in which a joint is not the direct child of the one
 // before, and a chain whose top sits on cyclic links. Ids must already be within the skeleton.
-bool checkDirectChain(const Skeleton& skeleton, const JointIds& chain);
+bool checkDirectChain(const Skeleton& skeleton, IdSpan chain);
 
 // Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
 // The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
-// its own world matrix (local * above).
+// its own world matrix (local * above); in local space also its bind rows, read once per solve.
 struct ChainJoint {
     unsigned short id;
+    Rows<double> bind;
     Imath::Matrix44<double> local, above, world;
 };
-using ChainJoints = std::vector<ChainJoint>;
+using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
-ChainJoints evaluateChain(const Pose& pose, const Skeleton& skeleton, const JointIds& ids,
-                          bool parentSpace);
+void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
+                   ChainJoints& chain);
 
 // Turns every joint of `chain` but the last, from the top down, so that its bone points where
 // `goals` say: at goals[k+1] from the joint's current position, or with `bones` along
@@ -69,9 +77,8 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
                bool bones, bool parentSpace);
 
 // Turns the first joint about its position so that the end, at chain.back().world's translation,
-// lies on the way to `target`. Only chain.front() stays current.
-void aimStart(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
-              const Imath::Vec3<double>& target, bool parentSpace);
+// lies on the way to `target`. The chain's matrices are left as they were, no longer current.
+void aimStart(Pose& pose, const ChainJoints& chain, const Imath::Vec3<double>& target);
 
 }  // namespace detail
 }  // namespace ZeltoCore

@@ -1,6 +1,8 @@
 #include "core/ik/internal/IkCommon.h"
 
 #include <cmath>
+#include <new>
+#include <type_traits>
 
 #include "core/metadata/MetadataImpl.h"
 #include "core/pose/Pose.h"
@@ -61,17 +63,17 @@ bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
     return checkInput(pose, skeleton, ids.begin(), ids.size(), target, pole);
 }
 
-bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
-                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole) {
-    return checkInput(pose, skeleton, ids.data(), ids.size(), target, pole);
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton, IdSpan ids, const V3d& target,
+                  const V3d* pole) {
+    return checkInput(pose, skeleton, ids.ids, ids.size, target, pole);
 }
 
 bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain) {
     return checkChain(skeleton, chain.begin(), chain.size());
 }
 
-bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain) {
-    return checkChain(skeleton, chain.data(), chain.size());
+bool checkIkChain(const Skeleton& skeleton, IdSpan chain) {
+    return checkChain(skeleton, chain.ids, chain.size);
 }
 
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id) {
@@ -89,9 +91,14 @@ bool isFinite(const V3d& v) {
 
 namespace {
 
+// x - x is 0 for a finite x and NaN otherwise, so one sum of them tests all ten without branches.
 bool isFinitePose(const JointPose& p) {
-    return std::isfinite(p.rotation.r) && isFinite(p.rotation.v) && isFinite(p.translation) &&
-           isFinite(p.scale);
+    const double sum = (p.rotation.r - p.rotation.r) + (p.rotation.v.x - p.rotation.v.x) +
+                       (p.rotation.v.y - p.rotation.v.y) + (p.rotation.v.z - p.rotation.v.z) +
+                       (p.translation.x - p.translation.x) + (p.translation.y - p.translation.y) +
+                       (p.translation.z - p.translation.z) + (p.scale.x - p.scale.x) +
+                       (p.scale.y - p.scale.y) + (p.scale.z - p.scale.z);
+    return sum == 0.0;
 }
 
 }  // namespace
@@ -114,21 +121,42 @@ FiniteResultGuard::FiniteResultGuard(Pose& pose, const Skeleton& skeleton, unsig
         keep(id);
 }
 
+bool FiniteResultGuard::isKept(unsigned short id) const {
+    for (std::size_t i = 0; i < m_count; ++i)
+        if (m_ids[i] == id) return true;
+    for (const auto& kept : m_more)
+        if (kept.first == id) return true;
+    return false;
+}
+
 void FiniteResultGuard::keep(unsigned short id) {
-    if (id >= m_pose.numJoints()) return;
-    for (const auto& kept : m_kept)
-        if (kept.first == id) return;
-    m_kept.emplace_back(id, m_pose.jointPose(id));
+    static_assert(std::is_trivially_destructible<JointPose>::value, "kept poses are not destroyed");
+    if (id >= m_pose.numJoints() || isKept(id)) return;
+    if (m_count < kInline) {
+        m_ids[m_count] = id;
+        new (m_poses + m_count++ * sizeof(JointPose)) JointPose(m_pose.jointPose(id));
+    } else {
+        m_more.emplace_back(id, m_pose.jointPose(id));
+    }
 }
 
 FiniteResultGuard::~FiniteResultGuard() {
+    const unsigned short n = m_pose.numJoints();
+    auto finiteAt = [&](unsigned short id) {
+        return id >= n || isFinitePose(m_pose.jointPose(id));
+    };
     bool finite = true;
-    for (const auto& kept : m_kept)
-        finite = finite &&
-                 (kept.first >= m_pose.numJoints() || isFinitePose(m_pose.jointPose(kept.first)));
+    for (std::size_t i = 0; finite && i < m_count; ++i)
+        finite = finiteAt(m_ids[i]);
+    for (const auto& kept : m_more)
+        finite = finite && finiteAt(kept.first);
     if (finite) return;
-    for (const auto& kept : m_kept)
-        if (kept.first < m_pose.numJoints()) m_pose.jointPose(kept.first) = kept.second;
+    for (std::size_t i = 0; i < m_count; ++i)
+        if (m_ids[i] < n)
+            m_pose.jointPose(m_ids[i]) =
+                *std::launder(reinterpret_cast<const JointPose*>(m_poses + i * sizeof(JointPose)));
+    for (const auto& kept : m_more)
+        if (kept.first < n) m_pose.jointPose(kept.first) = kept.second;
     ikWarning(kNotFiniteResultWarning);
 }
 

@@ -61,17 +61,28 @@ void ikWarning(const Pieces&... pieces) {
     ((proxy << pieces << ' '), ...);
 }
 
+// A list of joint ids held elsewhere: a std::vector or a SmallVector.
+struct IdSpan {
+    template <class Container>
+    IdSpan(const Container& c) : ids(c.data()), size(c.size()) {}
+    const unsigned short* begin() const { return ids; }
+    const unsigned short* end() const { return ids + size; }
+    const unsigned short& operator[](std::size_t i) const { return ids[i]; }
+    const unsigned short* ids;
+    std::size_t size;
+};
+
 // Refuses (one warning, false) ids at or beyond the skeleton's joint count, a pose whose joint
 // count differs from the skeleton's, and a non-finite target or pole (pole may be null).
 bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
                   std::initializer_list<unsigned short> ids, const V3d& target, const V3d* pole);
-bool checkIkInput(const Pose& pose, const Skeleton& skeleton,
-                  const std::vector<unsigned short>& ids, const V3d& target, const V3d* pole);
+bool checkIkInput(const Pose& pose, const Skeleton& skeleton, IdSpan ids, const V3d& target,
+                  const V3d* pole);
 // Refuses (one warning, false) a list in which a joint is not an ancestor of the next, or whose
 // first joint does not reach a top joint within numJoints() steps (cyclic links). Ids must
 // already be within the skeleton.
 bool checkIkChain(const Skeleton& skeleton, std::initializer_list<unsigned short> chain);
-bool checkIkChain(const Skeleton& skeleton, const std::vector<unsigned short>& chain);
+bool checkIkChain(const Skeleton& skeleton, IdSpan chain);
 
 // True when `ancestor` lies on the parent path of `id` (not id itself), within numJoints() steps.
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id);
@@ -93,22 +104,37 @@ public:
     FiniteResultGuard& operator=(const FiniteResultGuard&) = delete;
 
 private:
+    // Short chains keep their joint poses inline; longer ones spill into m_more.
+    static constexpr std::size_t kInline = 8;
     void keep(unsigned short id);
+    bool isKept(unsigned short id) const;
     Pose& m_pose;
-    std::vector<std::pair<unsigned short, JointPose>> m_kept;
+    std::size_t m_count = 0;
+    unsigned short m_ids[kInline];
+    // Storage rather than JointPose[kInline], so construction does not write eight defaults;
+    // JointPose has a trivial destructor, so nothing needs to be destroyed.
+    alignas(JointPose) unsigned char m_poses[kInline * sizeof(JointPose)];
+    std::vector<std::pair<unsigned short, JointPose>> m_more;
 };
+
+// The bind matrix of a joint as rows, for local-space local matrices.
+inline Rows<double> bindRows(const Skeleton& skeleton, unsigned short id) {
+    const Joint& joint = skeleton.joint(id);
+    return Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows();
+}
+
+// The local matrix of a local-space joint pose whose joint's bindRows() are known.
+inline M44d localMatrix(const JointPose& p, const Rows<double>& bind) {
+    M44d m;
+    (Affine<double>::of(p.rotation, p.translation, p.scale) * bind).store(m);
+    return m;
+}
 
 // The joint's transform relative to its parent joint.
 inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short id,
                         bool parentSpace) {
     const JointPose& p = pose.jointPose(id);
-    if (parentSpace) return p.matrix();
-    const Joint& joint = skeleton.joint(id);
-    M44d m;
-    (Affine<double>::of(p.rotation, p.translation, p.scale) *
-     Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows())
-        .store(m);
-    return m;
+    return parentSpace ? p.matrix() : localMatrix(p, bindRows(skeleton, id));
 }
 
 // World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.

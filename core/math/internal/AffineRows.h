@@ -126,6 +126,18 @@ inline Imath::Matrix44<T> multiplyAffine(const Imath::Matrix44<T>& a, const Imat
     return c;
 }
 
+// multiplyAffine(a, b).translation(), from a's translation row alone (the same sums).
+template <class T>
+inline Imath::Vec3<T> productTranslation(const Imath::Matrix44<T>& a, const Imath::Matrix44<T>& b) {
+    using L = Lanes<T>;
+    const Rows<T> rb = Rows<T>::load(b);
+    T t[4];
+    (L::splat(a[3][0]) * rb.r[0] + L::splat(a[3][1]) * rb.r[1] + L::splat(a[3][2]) * rb.r[2] +
+     rb.r[3])
+        .store(t);
+    return Imath::Vec3<T>(t[0], t[1], t[2]);
+}
+
 // v times the inverse of m's upper 3x3, through its adjugate: what m.inverse().multDirMatrix(v)
 // gives, without building the inverse. v itself when that part is singular (as the identity
 // Imath's inverse() returns then would give).
