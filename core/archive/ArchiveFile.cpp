@@ -175,30 +175,59 @@ std::string Archive::encodeBase64(bool compress) {
     return out;
 }
 
+namespace {
+
+// Plain base64 text into `out`; false when the text is not base64.
+bool decodePlain(const std::string& text, Archive& out) {
+    ZeltoUtils::Base64 codec;
+    const size_t length = codec.decodeLength(text);
+    if (length == 0) return false;
+    out.resize(length);
+    size_t produced = 0;
+    codec.decode(text, out.data, produced);
+    out.size = produced;
+    return produced != 0;
+}
+
+// Moves the bytes of `from` into `to` (position 0).
+void take(Archive& to, Archive& from) {
+    adopt(to, from.data, from.size);
+    from.data = nullptr;
+    from.size = 0;
+}
+
+}  // namespace
+
 bool Archive::decodeBase64(const std::string& encoded) {
     const bool zipped = encoded.size() >= 3 && encoded.compare(encoded.size() - 3, 3, "ZIP") == 0;
-    const std::string input = zipped ? encoded.substr(0, encoded.size() - 3) : encoded;
-    ZeltoUtils::Base64 codec;
-    const size_t length = codec.decodeLength(input);
-    if (length == 0) return false;
     // Decoded beside the held bytes, which are replaced only by a good result.
     Archive decoded;
     try {
-        decoded.resize(length);
+        if (!zipped) {
+            if (!decodePlain(encoded, decoded)) return false;
+        } else {
+            const bool stripped = decodePlain(encoded.substr(0, encoded.size() - 3), decoded);
+            size_t outSize = 0;
+            unsigned char* block =
+                stripped ? ZeltoUtils::decompressBuffer(decoded.data, decoded.size, outSize)
+                         : nullptr;
+            if (block) {
+                adopt(decoded, block, outSize);
+            } else {
+                // "ZIP" are base64 letters too: plain text may end in them. The whole text is
+                // preferred when it decodes; otherwise the bytes before the suffix are kept.
+                Archive whole;
+                if (decodePlain(encoded, whole)) {
+                    take(decoded, whole);
+                } else if (!stripped) {
+                    return false;
+                }
+            }
+        }
     } catch (const std::bad_alloc&) {
         return false;
     }
-    size_t produced = 0;
-    codec.decode(input, decoded.data, produced);
-    if (produced == 0) return false;
-    decoded.size = produced;
-    if (zipped) {
-        size_t outSize = 0;
-        if (unsigned char* block = ZeltoUtils::decompressBuffer(decoded.data, produced, outSize))
-            adopt(decoded, block, outSize);
-    }
-    adopt(*this, decoded.data, decoded.size);
-    decoded.data = nullptr;
+    take(*this, decoded);
     m_failed = false;
     return true;
 }
