@@ -50,9 +50,12 @@ static void BM_CheckedLoopDoubles(benchmark::State& state) {
     std::vector<double> src(kDoubles, 1.25);
     std::vector<unsigned char> dst(kDoubles * 8);
     for (auto _ : state) {
-        unsigned char* const data = dst.data();
-        const size_t size = dst.size();
+        unsigned char* data = dst.data();
+        size_t size = dst.size();
         size_t position = 0;
+        // Unknown to the compiler, as an archive's size is: the check stays in the loop.
+        benchmark::DoNotOptimize(data);
+        benchmark::DoNotOptimize(size);
         for (double d : src) {
             if (size - position < sizeof(d)) break;
             std::memcpy(data + position, &d, sizeof(d));
@@ -137,7 +140,8 @@ static void BM_HandReadStrings(benchmark::State& state) {
             std::memcpy(&n, p, 8);
             p += 8;
             if (n > uint64_t(end - p)) break;
-            s.assign(reinterpret_cast<const char*>(p), n);
+            s.resize(n);
+            std::memcpy(s.data(), p, n);
             p += n;
         }
         benchmark::DoNotOptimize(dst.data());

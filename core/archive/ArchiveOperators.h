@@ -39,8 +39,11 @@ inline Archive& operator<<(Archive& a, const std::string& s) {
 inline Archive& operator>>(Archive& a, std::string& s) {
     uint64_t n = 0;
     if (!a.readCount(n, 1)) return a;
+    // readCount checked that n fits. Resizing a string that already has the length (a reader
+    // reusing its values) fills nothing, so this beats assign() there.
+    const unsigned char* bytes = a.take(n);
     s.resize(n);
-    a.read(s.data(), n);
+    if (n) std::memcpy(s.data(), bytes, n);
     return a;
 }
 
