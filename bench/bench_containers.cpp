@@ -319,12 +319,11 @@ const HandFixture& handFixture() {
     static HandFixture* f = nullptr;
     if (!f) {
         f = new HandFixture;
+        for (const auto& entry : fixture(false).map)
+            f->values.emplace_hint(f->values.end(), entry.first, double(f->values.size()) * 0.5);
         MapMetadata map;
-        for (const auto& entry : fixture(false).map) {
-            const double v = double(f->values.size()) * 0.5;
-            f->values.emplace_hint(f->values.end(), entry.first, v);
-            map.insertEntry(entry.first, std::make_shared<MetadataImpl<double>>(v));
-        }
+        for (const auto& [key, v] : f->values)
+            map.insertEntry(key, std::make_shared<MetadataImpl<double>>(v));
         Archive a;
         map.serialise(a);
         f->bytes.assign(a.data, a.data + a.size);
