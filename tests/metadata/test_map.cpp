@@ -179,10 +179,11 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
     }
 }
 
-// A bag of many types (more than a reader keeps prototypes of), a nested map and strings.
+// A bag of many types (more than a reader keeps prototypes of), a nested map and strings; big
+// enough for flag 4 to run worker threads.
 MapMetadata mixedBag() {
     MapMetadata m;
-    for (int i = 0; i < 40; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         const std::string k = "joint_" + std::to_string(i);
         m.insertEntry(k + ".w", std::make_shared<MetadataImpl<double>>(i * 0.5));
         m.insertEntry(k + ".i", std::make_shared<MetadataImpl<int>>(i));
@@ -220,8 +221,9 @@ std::string hashOf(const Metadata& m) {
 // holding them with other types ends with equal maps: same bytes again, same hash.
 TEST_F(MapTest, ReadsIntoEmptyHeldAndRetypedMapsAgree) {
     const MapMetadata source = mixedBag();
-    ASSERT_EQ(source.size(), 200u + 20 + 18 + 1);
+    ASSERT_EQ(source.size(), 5000u + 20 + 18 + 1);
     const std::string bytes = serialised(source, 0);
+    EXPECT_EQ(serialised(source, 4), bytes);
     for (uint64_t flags : {0u, 4u}) {
         MapMetadata empty;
         MapMetadata held = source;  // clones: same keys and types, values to be overwritten
@@ -236,7 +238,7 @@ TEST_F(MapTest, ReadsIntoEmptyHeldAndRetypedMapsAgree) {
             loadBytes(archive, bytes, flags);
             EXPECT_TRUE(m->deserialise(archive));
             EXPECT_EQ(archive.position, archive.size);
-            EXPECT_EQ(serialised(*m, 0), bytes) << flags;
+            EXPECT_EQ(serialised(*m, flags), bytes) << flags;
             EXPECT_EQ(hashOf(*m), hashOf(source));
         }
         // New values are distinct objects, never a shared prototype.

@@ -104,7 +104,8 @@ bool writePlainLayout(Archive& archive, uint32_t typeId, const TableItems& table
     // Each item writes only its own row and value bytes, so the parallel form is the same loop
     // spread over tasks.
     std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & Archive::kParallel) != 0;
+    const bool parallel =
+        (archive.flags & Archive::kParallel) != 0 && worthParallel(items.size(), table.areaSize);
     forEachIndex(items.size(), parallel, [&](size_t i) {
         const TableItem& item = items[i];
         const uint64_t end = i + 1 < items.size() ? items[i + 1].offset : table.areaSize;
@@ -150,6 +151,8 @@ bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector
     const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
     const bool tooDeep = depth.tooDeep();
     std::atomic<bool> intact{!tooDeep};
+    const uint64_t area = areaEnd(archive, areaStart, rows) - areaStart;
+    parallel = parallel && worthParallel(rows.size(), area);
     forEachRange(rows.size(), parallel, [&](size_t begin, size_t end) {
         ArchiveView view(archive, 0, 0);
         ValueMaker maker(16);
