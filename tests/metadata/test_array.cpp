@@ -80,7 +80,7 @@ TEST_F(ArrayTest, ReadCreatesNewElementsAndSkipsUnknownTypes) {
 // Large enough for flag 4 to use worker threads: the same bytes, and the same elements back.
 TEST_F(ArrayTest, LargeArraysReadAndWriteAlikeInParallel) {
     ArrayMetadata array;
-    for (int i = 0; i < 6000; ++i)
+    for (int i = 0; i < 9000; ++i)
         array.push_back(i % 3 ? intProbe(i) : doubleProbe(i * 0.5));
     const std::string bytes = serialised(array, 0);
     EXPECT_EQ(serialised(array, 4), bytes);

@@ -183,7 +183,7 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
 // enough for flag 4 to run worker threads.
 MapMetadata mixedBag() {
     MapMetadata m;
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         const std::string k = "joint_" + std::to_string(i);
         m.insertEntry(k + ".w", std::make_shared<MetadataImpl<double>>(i * 0.5));
         m.insertEntry(k + ".i", std::make_shared<MetadataImpl<int>>(i));
@@ -221,7 +221,7 @@ std::string hashOf(const Metadata& m) {
 // holding them with other types ends with equal maps: same bytes again, same hash.
 TEST_F(MapTest, ReadsIntoEmptyHeldAndRetypedMapsAgree) {
     const MapMetadata source = mixedBag();
-    ASSERT_EQ(source.size(), 5000u + 20 + 18 + 1);
+    ASSERT_EQ(source.size(), 10000u + 20 + 18 + 1);
     const std::string bytes = serialised(source, 0);
     EXPECT_EQ(serialised(source, 4), bytes);
     for (uint64_t flags : {0u, 4u}) {

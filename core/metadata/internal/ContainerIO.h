@@ -182,12 +182,13 @@ private:
 // finishes before they do: measured with bench_containers BM_WriteSmall on the 2-core
 // development machine, flag 4 made every size up to 128 arrays of 1,000 doubles (1 MB) and
 // 256 scalars slower (16 scalars 0.4 -> 1.0 us, 8 arrays 1.7 -> 2.2 us, 128 arrays
-// 33 -> 40 us), and broke even at 4,096 scalars. The sequential write costs about 60 ns per
-// entry plus 0.05 ns per byte, so an entry weighs like 1 KiB of bytes; parallel work starts
-// at the equivalent of 4 MiB (about 200 us sequential), where the start-up is under 10%.
+// 33 -> 40 us) and 4,096 scalars (130 us) no faster (0.76-1.01x). The sequential write costs
+// about 60 ns per entry plus 0.05 ns per byte, so an entry weighs like 1 KiB of bytes; parallel
+// work starts at the equivalent of 8 MiB (about 400 us sequential), where the start-up is
+// a few percent.
 inline bool worthParallel(uint64_t entries, uint64_t bytes) {
     constexpr uint64_t kEntryWeight = 1024;
-    constexpr uint64_t kMinWork = uint64_t(4) << 20;
+    constexpr uint64_t kMinWork = uint64_t(8) << 20;
     return entries > 1 && bytes + entries * kEntryWeight >= kMinWork;
 }
 
