@@ -9,14 +9,21 @@
 // tree to walk). BM_CopySplit shows what two threads gain on a bare copy of the array bytes on
 // this machine. Reads go into an empty map and into a map that already holds the same keys; the
 // `allocs` counter is heap allocations per read (a reusing read allocates no values, only its
-// table lists).
+// table lists); `entries` is the entry count, so time per entry can be derived.
+//
+// BM_ReadHand is the bound for reads: a hand-written reader of the same layout into a
+// std::map<std::string, double> (keys compared as views, each value read at its row), into an
+// empty map and into one that holds the keys. BM_WriteSmall sweeps the map size to place the
+// size below which a parallel write is not worth its tasks.
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -302,6 +309,80 @@ void BM_WriteFresh(benchmark::State& state) {
     setBytes(state, f);
 }
 
+// The scalar map's keys over doubles, in the plain map layout.
+struct HandFixture {
+    std::map<std::string, double> values;
+    std::vector<unsigned char> bytes;
+};
+
+const HandFixture& handFixture() {
+    static HandFixture* f = nullptr;
+    if (!f) {
+        f = new HandFixture;
+        for (const auto& entry : fixture(false).map)
+            f->values.emplace_hint(f->values.end(), entry.first, double(f->values.size()) * 0.5);
+        MapMetadata map;
+        for (const auto& [key, v] : f->values)
+            map.insertEntry(key, std::make_shared<MetadataImpl<double>>(v));
+        Archive a;
+        map.serialise(a);
+        f->bytes.assign(a.data, a.data + a.size);
+    }
+    return *f;
+}
+
+// Reads the layout of handFixture() into `out`; in place when `out` holds exactly the keys.
+bool handRead(const std::vector<unsigned char>& bytes, std::map<std::string, double>& out) {
+    const unsigned char* p = bytes.data();
+    const unsigned char* const end = p + bytes.size();
+    uint64_t count = 0;
+    uint64_t tableSize = 0;
+    std::memcpy(&count, p + 4, 8);
+    std::memcpy(&tableSize, p + 12, 8);
+    p += 20;
+    const unsigned char* const area = p + tableSize;
+    if (tableSize > uint64_t(end - p)) return false;
+    const bool inPlace = out.size() == count;
+    auto it = out.begin();
+    for (uint64_t i = 0; i < count; ++i) {
+        uint64_t length = 0;
+        uint64_t size = 0;
+        uint64_t offset = 0;
+        std::memcpy(&length, p, 8);
+        const std::string_view key(reinterpret_cast<const char*>(p + 8), length);
+        std::memcpy(&size, p + 8 + length, 8);
+        std::memcpy(&offset, p + 16 + length, 8);
+        p += 24 + length;
+        if (size != 12 || offset > uint64_t(end - area) - size) return false;
+        double v = 0;
+        std::memcpy(&v, area + offset + 4, 8);
+        if (inPlace) {
+            if (std::string_view(it->first) != key) return false;
+            (it++)->second = v;
+        } else {
+            out.emplace_hint(out.end(), std::string(key), v);
+        }
+    }
+    return true;
+}
+
+// range(0): 0 reads into an empty map, 1 into a map holding the same keys.
+void BM_ReadHand(benchmark::State& state) {
+    const HandFixture& f = handFixture();
+    const bool reuse = state.range(0) != 0;
+    std::map<std::string, double> target = f.values;
+    for (auto _ : state) {
+        if (!reuse) {
+            state.PauseTiming();
+            target.clear();
+            state.ResumeTiming();
+        }
+        if (!handRead(f.bytes, target)) state.SkipWithError("bad layout");
+        benchmark::DoNotOptimize(&target);
+    }
+    state.counters["entries"] = double(f.values.size());
+}
+
 // range(2): 0 reads into an empty map, 1 into a map holding the same keys.
 void BM_Read(benchmark::State& state) {
     const Fixture& f = fixture(state.range(0) != 0);
@@ -322,7 +403,27 @@ void BM_Read(benchmark::State& state) {
         allocations += g_allocations.load() - before;
     }
     state.counters["allocs"] = benchmark::Counter(double(allocations) / double(state.iterations()));
+    state.counters["entries"] = double(f.map.size());
     setBytes(state, f);
+}
+
+// The first range(1) entries of the scalar (range(0) 0) or array map (1), written sequentially
+// and with flag 4 (range(2)).
+void BM_WriteSmall(benchmark::State& state) {
+    const Fixture& f = fixture(state.range(0) != 0);
+    MapMetadata map;
+    for (const auto& [key, value] : f.map) {
+        if (map.size() == size_t(state.range(1))) break;
+        map.insertEntry(key, value);
+    }
+    Archive archive(map.memSize(), state.range(2) ? 4 : 0);
+    for (auto _ : state) {
+        archive.position = 0;
+        map.serialise(archive);
+        benchmark::DoNotOptimize(archive.data);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(archive.size));
 }
 
 // Args: {arrays?, parallel?}
@@ -348,6 +449,12 @@ BENCHMARK(BM_Read)
     ->ArgNames({"arrays", "parallel", "reuse"})
     ->ArgsProduct({{0, 1}, {0, 1}, {0, 1}})
     ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_ReadHand)->ArgNames({"reuse"})->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WriteSmall)
+    ->ArgNames({"arrays", "entries", "parallel"})
+    ->ArgsProduct({{0}, {16, 256, 4096, 65536}, {0, 1}})
+    ->ArgsProduct({{1}, {2, 8, 32, 128}, {0, 1}})
     ->UseRealTime();
 
 }  // namespace

@@ -65,37 +65,46 @@ public:
     // Raw write at the cursor. Writers size the buffer first; a write that would not fit is
     // refused (nothing written) and flags the archive, so a sizing bug cannot corrupt memory.
     void write(const void* src, size_t n) {
-        if (n > remaining()) {
-            m_failed = true;
+        const uint64_t at = position;
+        if (__builtin_expect(fits(at, n), 1)) {
+            // The buffer never overlaps the archive object: saying so lets a loop of small
+            // writes keep the cursor in a register instead of reloading it after every copy.
+            unsigned char* __restrict out = data + at;
+            if (n) std::memcpy(out, src, n);
+            position = at + n;
             return;
         }
-        if (n) std::memcpy(data + position, src, n);
-        position += n;
+        m_failed = true;
     }
 
     // The one choke point of every read: false (dst zeroed, failure set) when n bytes are not left.
     bool read(void* dst, size_t n) {
-        if (n > remaining()) {
-            if (n) std::memset(dst, 0, n);
-            m_failed = true;
-            position = size > position ? size : position;
-            return false;
+        const uint64_t at = position;
+        if (__builtin_expect(fits(at, n), 1)) {
+            const unsigned char* __restrict in = data + at;
+            position = at + n;
+            if (n) std::memcpy(dst, in, n);
+            return true;
         }
-        if (n) std::memcpy(dst, data + position, n);
-        position += n;
-        return true;
+        if (n) std::memset(dst, 0, n);
+        refuse();
+        return false;
+    }
+
+    // The n bytes at the cursor, stepped over; null (failure set) when n bytes are not left. The
+    // pointer stays valid until the buffer is resized or released.
+    const unsigned char* take(size_t n) {
+        const uint64_t at = position;
+        if (__builtin_expect(fits(at, n), 1)) {
+            position = at + n;
+            return data + at;
+        }
+        refuse();
+        return nullptr;
     }
 
     // Steps over n bytes with the same bounds rule as read().
-    bool skip(size_t n) {
-        if (n > remaining()) {
-            m_failed = true;
-            position = size > position ? size : position;
-            return false;
-        }
-        position += n;
-        return true;
-    }
+    bool skip(size_t n) { return take(n) != nullptr; }
 
     // Reads a 64-bit count of elements that take at least minBytesEach bytes each; a count that
     // cannot fit in the bytes left is refused (0 returned, failure set) before any allocation.
@@ -121,6 +130,15 @@ public:
     }
 
 private:
+    // n bytes from `at` lie inside the buffer; the cursor may stand past the end. In this form
+    // the compiler folds the overflow test in loops of constant-size writes, leaving one
+    // comparison per call.
+    bool fits(uint64_t at, size_t n) const { return at + n <= size && at + n >= at; }
+    void refuse() {
+        m_failed = true;
+        position = size > position ? size : position;
+    }
+
     bool m_failed = false;
 };
 

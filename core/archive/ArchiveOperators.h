@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -39,8 +40,11 @@ inline Archive& operator<<(Archive& a, const std::string& s) {
 inline Archive& operator>>(Archive& a, std::string& s) {
     uint64_t n = 0;
     if (!a.readCount(n, 1)) return a;
+    // readCount checked that n fits. Resizing a string that already has the length (a reader
+    // reusing its values) fills nothing, so this beats assign() there.
+    const unsigned char* bytes = a.take(n);
     s.resize(n);
-    a.read(s.data(), n);
+    if (n) std::memcpy(s.data(), bytes, n);
     return a;
 }
 
@@ -80,6 +84,54 @@ inline void readElements(Archive& a, T* p, size_t n) {
     }
 }
 
+// Walks encoded elements in a buffer as values, so a vector can be filled straight from it.
+template <class T>
+class EncodedIterator {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = T;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const T*;
+    using reference = T;
+
+    explicit EncodedIterator(const unsigned char* at) : m_at(at) {}
+    T operator*() const {
+        T v{};
+        Encoding<T>::load(m_at, v);
+        return v;
+    }
+    EncodedIterator& operator++() {
+        m_at += Encoding<T>::size;
+        return *this;
+    }
+    EncodedIterator operator++(int) {
+        EncodedIterator old = *this;
+        ++*this;
+        return old;
+    }
+    bool operator==(const EncodedIterator& o) const { return m_at == o.m_at; }
+    bool operator!=(const EncodedIterator& o) const { return m_at != o.m_at; }
+
+private:
+    const unsigned char* m_at;
+};
+
+// Reads n elements into v, leaving it with exactly n: the elements it already holds are read in
+// place, the others are appended straight from the buffer, so growing never value-initialises
+// first (a pass over the whole array). The caller has checked that n elements fit.
+template <class T>
+inline void readVector(Archive& a, std::vector<T>& v, size_t n) {
+    const size_t held = v.size() < n ? v.size() : n;
+    v.resize(held);
+    readElements(a, v.data(), held);
+    if (n == held) return;
+    const unsigned char* in = a.take((n - held) * Encoding<T>::size);
+    if (!in) return;
+    v.reserve(n);
+    v.insert(v.end(), EncodedIterator<T>(in),
+             EncodedIterator<T>(in + (n - held) * Encoding<T>::size));
+}
+
 template <class T, std::enable_if_t<isEncodable<T>, int> = 0>
 inline Archive& operator<<(Archive& a, const std::vector<T>& v) {
     const uint64_t n = v.size();
@@ -97,15 +149,15 @@ template <class T, std::enable_if_t<isEncodable<T>, int> = 0>
 inline Archive& operator>>(Archive& a, std::vector<T>& v) {
     uint64_t n = 0;
     if (!a.readCount(n, Encoding<T>::size)) return a;
-    v.resize(n);
     if constexpr (std::is_same_v<T, bool>) {
+        v.resize(n);
         for (uint64_t i = 0; i < n; ++i) {
             bool b = false;
             a >> b;
             v[i] = b;
         }
     } else {
-        readElements(a, v.data(), v.size());
+        readVector(a, v, n);
     }
     return a;
 }

@@ -42,117 +42,104 @@ inline uint64_t fmix64(uint64_t k) {
 constexpr uint64_t c1 = 0x87c37b91114253d5ULL;
 constexpr uint64_t c2 = 0x4cf5ad432745937fULL;
 
+// The function in two halves so that input can be fed in pieces: whole 16-byte blocks, then the
+// last 0..15 bytes with the finalisation. hash() is one call of each.
+struct State {
+    uint64_t a;
+    uint64_t b;
+
+    void blocks(const unsigned char* p, size_t count) {
+        uint64_t x = a;
+        uint64_t y = b;
+        for (const unsigned char* end = p + 16 * count; p != end; p += 16) {
+            uint64_t k1;
+            uint64_t k2;
+            std::memcpy(&k1, p, 8);
+            std::memcpy(&k2, p + 8, 8);
+
+            k1 *= c1;
+            k1 = rotl64(k1, 31);
+            k1 *= c2;
+            x ^= k1;
+            x = rotl64(x, 27);
+            x += y;
+            x = x * 5 + 0x52dce729;
+
+            k2 *= c2;
+            k2 = rotl64(k2, 33);
+            k2 *= c1;
+            y ^= k2;
+            y = rotl64(y, 31);
+            y += x;
+            y = y * 5 + 0x38495ab5;
+        }
+        a = x;
+        b = y;
+    }
+
+    // `tail` holds the last len % 16 bytes of the `len` fed in all.
+    void finish(const unsigned char* tail, size_t len) {
+        uint64_t k1 = 0;
+        uint64_t k2 = 0;
+        const size_t rest = len & 15;
+        for (size_t i = rest; i > 8; --i)
+            k2 = (k2 << 8) | tail[i - 1];
+        if (rest > 8) {
+            k2 *= c2;
+            k2 = rotl64(k2, 33);
+            k2 *= c1;
+            b ^= k2;
+        }
+        for (size_t i = rest < 8 ? rest : 8; i > 0; --i)
+            k1 = (k1 << 8) | tail[i - 1];
+        if (rest) {
+            k1 *= c1;
+            k1 = rotl64(k1, 31);
+            k1 *= c2;
+            a ^= k1;
+        }
+        a ^= len;
+        b ^= len;
+        a += b;
+        b += a;
+        a = fmix64(a);
+        b = fmix64(b);
+        a += b;
+        b += a;
+    }
+};
+
+// Euler arrays hash their canonical bytes as one sequence, produced into a small stack window
+// and fed a run of whole blocks at a time.
 template <class T>
 void appendEulers(MurmurHash3& h, const std::vector<Imath::Euler<T>>& v) {
     constexpr size_t n = eulerHashSize<T>();
-    std::vector<unsigned char> bytes(v.size() * n);
-    for (size_t i = 0; i < v.size(); ++i)
-        eulerHashBytes(v[i], bytes.data() + i * n);
-    h.hash(bytes.data(), bytes.size());
+    unsigned char window[16 * n];  // a multiple of both 16 and n
+    State state{h.h1, h.h2};
+    size_t held = 0;
+    for (const Imath::Euler<T>& e : v) {
+        eulerHashBytes(e, window + held);
+        held += n;
+        if (held == sizeof(window)) {
+            state.blocks(window, sizeof(window) / 16);
+            held = 0;
+        }
+    }
+    state.blocks(window, held / 16);
+    state.finish(window + held / 16 * 16, v.size() * n);
+    h.h1 = state.a;
+    h.h2 = state.b;
 }
 
 }  // namespace
 
 void MurmurHash3::hash(const void* key, size_t len) {
     const auto* data = static_cast<const unsigned char*>(key);
-    const size_t nblocks = len / 16;
-    uint64_t a = h1;
-    uint64_t b = h2;
-
-    for (size_t i = 0; i < nblocks; ++i) {
-        uint64_t k1;
-        uint64_t k2;
-        std::memcpy(&k1, data + i * 16, 8);
-        std::memcpy(&k2, data + i * 16 + 8, 8);
-
-        k1 *= c1;
-        k1 = rotl64(k1, 31);
-        k1 *= c2;
-        a ^= k1;
-        a = rotl64(a, 27);
-        a += b;
-        a = a * 5 + 0x52dce729;
-
-        k2 *= c2;
-        k2 = rotl64(k2, 33);
-        k2 *= c1;
-        b ^= k2;
-        b = rotl64(b, 31);
-        b += a;
-        b = b * 5 + 0x38495ab5;
-    }
-
-    const unsigned char* tail = data + nblocks * 16;
-    uint64_t k1 = 0;
-    uint64_t k2 = 0;
-    switch (len & 15) {
-        case 15:
-            k2 ^= uint64_t(tail[14]) << 48;
-            [[fallthrough]];
-        case 14:
-            k2 ^= uint64_t(tail[13]) << 40;
-            [[fallthrough]];
-        case 13:
-            k2 ^= uint64_t(tail[12]) << 32;
-            [[fallthrough]];
-        case 12:
-            k2 ^= uint64_t(tail[11]) << 24;
-            [[fallthrough]];
-        case 11:
-            k2 ^= uint64_t(tail[10]) << 16;
-            [[fallthrough]];
-        case 10:
-            k2 ^= uint64_t(tail[9]) << 8;
-            [[fallthrough]];
-        case 9:
-            k2 ^= uint64_t(tail[8]);
-            k2 *= c2;
-            k2 = rotl64(k2, 33);
-            k2 *= c1;
-            b ^= k2;
-            [[fallthrough]];
-        case 8:
-            k1 ^= uint64_t(tail[7]) << 56;
-            [[fallthrough]];
-        case 7:
-            k1 ^= uint64_t(tail[6]) << 48;
-            [[fallthrough]];
-        case 6:
-            k1 ^= uint64_t(tail[5]) << 40;
-            [[fallthrough]];
-        case 5:
-            k1 ^= uint64_t(tail[4]) << 32;
-            [[fallthrough]];
-        case 4:
-            k1 ^= uint64_t(tail[3]) << 24;
-            [[fallthrough]];
-        case 3:
-            k1 ^= uint64_t(tail[2]) << 16;
-            [[fallthrough]];
-        case 2:
-            k1 ^= uint64_t(tail[1]) << 8;
-            [[fallthrough]];
-        case 1:
-            k1 ^= uint64_t(tail[0]);
-            k1 *= c1;
-            k1 = rotl64(k1, 31);
-            k1 *= c2;
-            a ^= k1;
-            break;
-        default:
-            break;
-    }
-
-    a ^= len;
-    b ^= len;
-    a += b;
-    b += a;
-    a = fmix64(a);
-    b = fmix64(b);
-    a += b;
-    b += a;
-    h1 = a;
-    h2 = b;
+    State state{h1, h2};
+    state.blocks(data, len / 16);
+    state.finish(data + len / 16 * 16, len);
+    h1 = state.a;
+    h2 = state.b;
 }
 
 void MurmurHash3::append(bool v) {

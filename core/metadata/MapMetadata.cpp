@@ -19,6 +19,27 @@ bool strictlyAscending(const std::vector<std::string_view>& keys) {
     return true;
 }
 
+// True when `entries` holds exactly `keys` (as many of each); slots[i] then points at the value
+// of keys[i]. Keys compare as views.
+bool matchHeld(MapMetadata::Entries& entries, const std::vector<std::string_view>& keys,
+               bool sorted, std::vector<std::shared_ptr<Metadata>*>& slots) {
+    const size_t count = keys.size();
+    std::vector<size_t> order;
+    if (!sorted) {
+        order.resize(count);
+        std::iota(order.begin(), order.end(), size_t(0));
+        std::sort(order.begin(), order.end(),
+                  [&keys](size_t a, size_t b) { return keys[a] < keys[b]; });
+    }
+    auto it = entries.begin();
+    for (size_t j = 0; j < count; ++j, ++it) {
+        const size_t i = sorted ? j : order[j];
+        if (std::string_view(it->first) != keys[i]) return false;
+        slots[i] = &it->second;
+    }
+    return true;
+}
+
 }  // namespace
 
 Metadata* MapMetadata::creator() {
@@ -127,53 +148,29 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     const uint64_t count = rows.size();
     const uint64_t areaStart = archive.position;
 
-    // Held values are reused when the map holds exactly the stored keys.
-    const bool sorted = strictlyAscending(keys);
-    std::vector<iterator> held;
-    bool inPlace = count == m_entries.size();
-    if (inPlace && count) {
-        std::vector<size_t> order;
-        if (!sorted) {
-            order.resize(count);
-            std::iota(order.begin(), order.end(), size_t(0));
-            std::sort(order.begin(), order.end(),
-                      [&keys](size_t a, size_t b) { return keys[a] < keys[b]; });
+    // Every row reads straight into its entry's slot. Held values are reused when the map holds
+    // exactly the stored keys (compared as views, nothing allocated per entry).
+    // A map's keys ascend, so stored keys that match them in order need no other check.
+    std::vector<std::shared_ptr<Metadata>*> slots(count);
+    const bool sameSize = count == m_entries.size();
+    bool inPlace = sameSize && matchHeld(m_entries, keys, true, slots);
+    const bool sorted = inPlace || strictlyAscending(keys);
+    if (!inPlace && !sorted && sameSize) inPlace = matchHeld(m_entries, keys, false, slots);
+    // Keys out of order (or repeated) go through a list first: repeats share an entry, and the
+    // last row of a key wins as it always has.
+    std::vector<std::shared_ptr<Metadata>> loose;
+    if (!inPlace) {
+        m_entries.clear();
+        if (!sorted) loose.resize(count);
+        for (size_t i = 0; i < count; ++i) {
+            slots[i] = sorted ? &m_entries.emplace_hint(m_entries.end(), keys[i], nullptr)->second
+                              : &loose[i];
         }
-        held.resize(count);
-        auto it = m_entries.begin();
-        for (size_t j = 0; j < count; ++j, ++it) {
-            const size_t i = sorted ? j : order[j];
-            if (std::string_view(it->first) != keys[i]) {
-                inPlace = false;
-                break;
-            }
-            held[i] = it;
-        }
-    }
-
-    std::vector<std::shared_ptr<Metadata>> results(count);
-    if (inPlace) {
-        for (size_t i = 0; i < count; ++i)
-            results[i] = held[i]->second;
     }
     const bool parallel = (archive.flags & Archive::kParallel) != 0;
-    const bool intact =
-        internal::readRowValues(archive, areaStart, rows, results, inPlace, parallel);
-
-    if (inPlace) {
-        for (size_t i = 0; i < count; ++i)
-            held[i]->second = std::move(results[i]);
-    } else {
-        m_entries.clear();
-        for (size_t i = 0; i < count; ++i) {
-            if (sorted) {
-                m_entries.emplace_hint(m_entries.end(), std::string(keys[i]),
-                                       std::move(results[i]));
-            } else {
-                m_entries[std::string(keys[i])] = std::move(results[i]);
-            }
-        }
-    }
+    const bool intact = internal::readRowValues(archive, areaStart, rows, slots, inPlace, parallel);
+    for (size_t i = 0; i < loose.size(); ++i)
+        m_entries[std::string(keys[i])] = std::move(loose[i]);
 
     archive.position = internal::areaEnd(archive, areaStart, rows);
     if (!intact) archive.setFailed();

@@ -190,5 +190,7 @@ template <> struct ValueTraits<uint64_t> : NumberTraits<uint64_t> { ZELTO_VALUE_
 template <> struct ValueTraits<float> : NumberTraits<float> { ZELTO_VALUE_NAMES(37, "FloatMetadata", 58, "FloatArrayMetadata") };
 template <> struct ValueTraits<double> : NumberTraits<double> { ZELTO_VALUE_NAMES(4, "DoubleMetadata", 12, "DoubleArrayMetadata") };
 // clang-format on
+static_assert(!readsCountedArray<ValueTraits<bool>, bool>,
+              "bool arrays read two bytes per element");
 
 }  // namespace ZeltoCore

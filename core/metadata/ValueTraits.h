@@ -12,7 +12,8 @@
 //   text      kHasText with text(stream, v)
 //   blend     kWeighted with Acc, weightedTerm(v, w), weightedAdd(acc, t), weightedStore(acc, v)
 //   arrays    kArrayMinBytes, arrayBytes(vec), writeArray(a, vec), readArray(a, vec) (vec
-//             already sized to the stored count), hashArray(h, vec), elementsEqual(a, b) (the
+//             already sized to the stored count; optionally readArray(a, vec, count), which
+//             sizes vec itself), hashArray(h, vec), elementsEqual(a, b) (the
 //             isStatic rule), and either lerp(a, b, t) (blend of two elements, t in single
 //             precision) or kBlendPicksFirst (the blend is a copy of the first element)
 //
@@ -32,6 +33,8 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "core/archive/ArchiveOperators.h"
@@ -75,9 +78,22 @@ struct FixedLayout : ValueTraitsDefaults {
         writeElements(a, v.data(), v.size());
     }
     static void readArray(Archive& a, std::vector<T>& v) { readElements(a, v.data(), v.size()); }
+    // Sizes v to n itself, without value-initialising what it grows by.
+    static void readArray(Archive& a, std::vector<T>& v, size_t n) { readVector(a, v, n); }
     // One call over the storage (Euler elements: angles and order fields, padding zeroed).
     static void hashArray(MurmurHash3& h, const std::vector<T>& v) { h.append(v); }
 };
+
+// Whether Traits reads an array of T given only the count (a kind that redefines the sized
+// readArray hides this one, and is then handed a vector already sized).
+template <class Traits, class T, class = void>
+inline constexpr bool readsCountedArray = false;
+template <class Traits, class T>
+inline constexpr bool
+    readsCountedArray<Traits, T,
+                      std::void_t<decltype(Traits::readArray(
+                          std::declval<Archive&>(), std::declval<std::vector<T>&>(), size_t()))>> =
+        true;
 
 // Arrays of variable-size values (texts, curves, meshes): every element in its scalar layout, in
 // order; reading stops at the first refused element. Traits is the value type's ValueTraits.

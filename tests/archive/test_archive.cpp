@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "core/archive/ArchiveOperators.h"
 
@@ -84,6 +86,40 @@ TEST(Archive, OutOfRangeReadsAndWritesAreRefusedAndSticky) {
     small << 1.0;
     EXPECT_TRUE(small.failed());
     EXPECT_EQ(small.position, 0u);
+}
+
+TEST(Archive, ACursorPastTheEndRefusesEverySize) {
+    Archive a(16, 0);
+    for (uint64_t at : {uint64_t{17}, uint64_t{1} << 63, ~uint64_t{0} - 3}) {
+        a.reset();
+        a.position = at;
+        a << 2.0;  // at + 8 wraps for the last cursor: still refused
+        EXPECT_TRUE(a.failed()) << at;
+        EXPECT_EQ(a.position, at);
+        uint32_t id = 7;
+        EXPECT_FALSE(a.read(&id, sizeof(id)));
+        EXPECT_EQ(id, 0u);
+        EXPECT_EQ(a.take(0), nullptr);
+    }
+    a.reset();
+    a.position = 16;
+    EXPECT_NE(a.take(0), nullptr);  // an empty read at the very end is fine
+    EXPECT_FALSE(a.failed());
+}
+
+TEST(Archive, StringsReadIntoHeldStringsOfAnyLength) {
+    const std::vector<std::string> written = {"joint_000001.weight", "", "x", std::string(40, 'q')};
+    Archive a(8 * 4 + 19 + 1 + 40, 0);
+    for (const std::string& s : written)
+        a << s;
+    EXPECT_EQ(a.position, a.size);
+    // Longer, shorter, equal and heap-held lengths all end with exactly the stored bytes.
+    std::vector<std::string> held = {"short", "not empty", "x", std::string(100, 'z')};
+    a.reset();
+    for (std::string& s : held)
+        a >> s;
+    EXPECT_FALSE(a.failed());
+    EXPECT_EQ(held, written);
 }
 
 TEST(Archive, AbsurdCountsAreRefusedBeforeAllocation) {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <iomanip>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "core/hash/MurmurHash3.h"
 
@@ -129,6 +131,40 @@ TEST(MurmurHash3, EulerFeedsAnglesOrderFlagsAndAxisDeterministically) {
     MurmurHash3 d2;
     d2.append(Imath::Eulerd(0, 0, 0, Imath::Eulerd::YZX));
     EXPECT_NE(d, d2);
+}
+
+// Euler arrays are fed through a small window rather than one buffer: every length, across and
+// at the window's edges, for both widths and from a seeded state, equals one call over the bytes.
+template <class T>
+void checkEulerArrays() {
+    for (size_t count : {0, 1, 3, 15, 16, 17, 32, 33, 100}) {
+        std::vector<Imath::Euler<T>> v;
+        std::string bytes;
+        for (size_t i = 0; i < count; ++i) {
+            const auto order = i % 2 ? Imath::Euler<T>::XYZ : Imath::Euler<T>::ZXZr;
+            v.emplace_back(T(0.1) * T(i), T(0.2), T(-0.3), order);
+            MurmurHash3 one;
+            one.append(v.back());
+            // A single Euler hashes exactly its canonical bytes; rebuild them from the fields.
+            const Imath::Euler<T>& e = v.back();
+            std::string b = bytesOf(e.x) + bytesOf(e.y) + bytesOf(e.z);
+            b += static_cast<char>((e.frameStatic() ? 1 : 0) | (e.initialRepeated() ? 2 : 0) |
+                                   (e.parityEven() ? 4 : 0));
+            b += std::string(3, '\0') + bytesOf(static_cast<int32_t>(e.initialAxis()));
+            ASSERT_EQ(one, calls({b}));
+            bytes += b;
+        }
+        MurmurHash3 seeded = fresh("seed");
+        MurmurHash3 expected = seeded;
+        expected.hash(bytes.data(), bytes.size());
+        seeded.append(v);
+        EXPECT_EQ(seeded, expected) << count;
+    }
+}
+
+TEST(MurmurHash3, EulerArraysEqualOneCallOverTheirBytes) {
+    checkEulerArrays<float>();
+    checkEulerArrays<double>();
 }
 
 TEST(MurmurHash3, VectorsAreOneCallExceptBoolsAndStrings) {

@@ -77,6 +77,21 @@ TEST_F(ArrayTest, ReadCreatesNewElementsAndSkipsUnknownTypes) {
     EXPECT_TRUE(reads(2, bytes, 0));
 }
 
+// Large enough for flag 4 to use worker threads: the same bytes, and the same elements back.
+TEST_F(ArrayTest, LargeArraysReadAndWriteAlikeInParallel) {
+    ArrayMetadata array;
+    for (int i = 0; i < 9000; ++i)
+        array.push_back(i % 3 ? intProbe(i) : doubleProbe(i * 0.5));
+    const std::string bytes = serialised(array, 0);
+    EXPECT_EQ(serialised(array, 4), bytes);
+    ArrayMetadata back;
+    Archive a;
+    loadBytes(a, bytes, 4);
+    EXPECT_TRUE(back.deserialise(a));
+    EXPECT_EQ(contents(back), contents(array));
+    EXPECT_EQ(serialised(back, 0), bytes);
+}
+
 TEST_F(ArrayTest, VersionOneTablesAndCutInput) {
     // One 64-bit number per element and no offsets; flags 2 and 4 do not apply to version 1.
     const std::string v1 =

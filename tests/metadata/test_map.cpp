@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <vector>
+
 #include "core/metadata/MetadataImpl.h"
 #include "tests/metadata/ProbeMetadata.h"
 
@@ -173,6 +177,145 @@ TEST_F(MapTest, ReadReusesHeldValuesOnlyForTheSameKeys) {
         EXPECT_NE(other.getEntry("a"), a);
         EXPECT_NE(other.getEntry("ab"), ab);
     }
+}
+
+// A bag of many types (more than a reader keeps prototypes of), a nested map and strings; big
+// enough for flag 4 to run worker threads.
+MapMetadata mixedBag() {
+    MapMetadata m;
+    for (int i = 0; i < 2000; ++i) {
+        const std::string k = "joint_" + std::to_string(i);
+        m.insertEntry(k + ".w", std::make_shared<MetadataImpl<double>>(i * 0.5));
+        m.insertEntry(k + ".i", std::make_shared<MetadataImpl<int>>(i));
+        m.insertEntry(k + ".s", std::make_shared<MetadataImpl<std::string>>(std::string(i, 'x')));
+        m.insertEntry(k + ".f", std::make_shared<MetadataImpl<bool>>(i % 3 == 0));
+        m.insertEntry(k + ".v", std::make_shared<MetadataImpl<Imath::V3d>>(Imath::V3d(i, 1, 2)));
+    }
+    // 20 further types, each once, past the reader's cache of types.
+    for (int i = 0; i < 20; ++i)
+        m.insertEntry("t" + std::to_string(i), i % 2 ? intProbe(i) : doubleProbe(i));
+    for (const char* name :
+         {"FloatMetadata", "ShortMetadata", "Int64Metadata", "UIntMetadata", "Vector2Metadata",
+          "Vector4Metadata", "QuaternionMetadata", "EulerMetadata", "MatrixMetadata",
+          "HashMetadata", "Box3Metadata", "DoubleArrayMetadata", "StringArrayMetadata",
+          "Vector3ArrayMetadata", "UCharMetadata", "CharMetadata", "FloatArrayMetadata",
+          "IntArrayMetadata"}) {
+        auto v = MetadataFactory::instance().createMetadata(name);
+        EXPECT_TRUE(v) << name;
+        if (v) m.insertEntry(std::string("n_") + name, v);
+    }
+    auto inner = std::make_shared<MapMetadata>(sample());
+    m.insertEntry("nested", inner);
+    return m;
+}
+
+std::string hashOf(const Metadata& m) {
+    MurmurHash3 h;
+    m.hash(h);
+    std::ostringstream s;
+    s << h;
+    return s.str();
+}
+
+// Reading into an empty map, into one holding the same keys with the same types, and into one
+// holding them with other types ends with equal maps: same bytes again, same hash.
+TEST_F(MapTest, ReadsIntoEmptyHeldAndRetypedMapsAgree) {
+    const MapMetadata source = mixedBag();
+    ASSERT_EQ(source.size(), 10000u + 20 + 18 + 1);
+    const std::string bytes = serialised(source, 0);
+    EXPECT_EQ(serialised(source, 4), bytes);
+    for (uint64_t flags : {0u, 4u}) {
+        MapMetadata empty;
+        MapMetadata held = source;  // clones: same keys and types, values to be overwritten
+        for (auto& [key, value] : held)
+            value = value->clone();
+        held.getEntry("joint_3.w")->copy(std::make_shared<MetadataImpl<double>>(-1).get());
+        MapMetadata retyped;
+        for (const auto& [key, value] : source)
+            retyped.insertEntry(key, std::make_shared<MetadataImpl<char>>('q'));
+        for (MapMetadata* m : {&empty, &held, &retyped}) {
+            Archive archive;
+            loadBytes(archive, bytes, flags);
+            EXPECT_TRUE(m->deserialise(archive));
+            EXPECT_EQ(archive.position, archive.size);
+            EXPECT_EQ(serialised(*m, flags), bytes) << flags;
+            EXPECT_EQ(hashOf(*m), hashOf(source));
+        }
+        // New values are distinct objects, never a shared prototype.
+        auto w1 = empty.getEntry("joint_1.w");
+        auto w2 = empty.getEntry("joint_2.w");
+        ASSERT_NE(w1, w2);
+        static_cast<MetadataImpl<double>&>(*w1).set(99);
+        EXPECT_EQ(static_cast<MetadataImpl<double>&>(*w2).get(), 1.0);
+    }
+}
+
+// Rows out of key order (a writer other than ours) still land under their keys; a repeated key
+// keeps its last row.
+TEST_F(MapTest, TablesOutOfKeyOrderRead) {
+    const std::string bytes = Bytes()
+                                  .u32(1)
+                                  .u64(3)
+                                  .u64(3 * 25 + 3)
+                                  .u64(1)
+                                  .str("b")
+                                  .u64(8)
+                                  .u64(0)
+                                  .u64(1)
+                                  .str("a")
+                                  .u64(8)
+                                  .u64(8)
+                                  .u64(1)
+                                  .str("b")
+                                  .u64(8)
+                                  .u64(16)
+                                  .u32(901)
+                                  .num<int32_t>(1)
+                                  .u32(901)
+                                  .num<int32_t>(2)
+                                  .u32(901)
+                                  .num<int32_t>(3)
+                                  .b;
+    for (uint64_t flags : {0u, 4u}) {
+        MapMetadata m;
+        Archive archive;
+        loadBytes(archive, bytes, flags);
+        EXPECT_TRUE(m.deserialise(archive));
+        EXPECT_EQ(contents(m), "a=2 b=3 ");
+        // Held keys a and b: three rows never match two entries, so values are new.
+        auto a = m.getEntry("a");
+        loadBytes(archive, bytes, flags);
+        EXPECT_TRUE(m.deserialise(archive));
+        EXPECT_EQ(contents(m), "a=2 b=3 ");
+        EXPECT_NE(m.getEntry("a"), a);
+    }
+    // Unsorted but unique keys held by the map read in place.
+    const std::string unique = Bytes()
+                                   .u32(1)
+                                   .u64(2)
+                                   .u64(2 * 25 + 2)
+                                   .u64(1)
+                                   .str("b")
+                                   .u64(8)
+                                   .u64(0)
+                                   .u64(1)
+                                   .str("a")
+                                   .u64(8)
+                                   .u64(8)
+                                   .u32(901)
+                                   .num<int32_t>(5)
+                                   .u32(901)
+                                   .num<int32_t>(6)
+                                   .b;
+    MapMetadata m;
+    m.insertEntry("a", intProbe(0));
+    m.insertEntry("b", intProbe(0));
+    auto a = m.getEntry("a");
+    Archive archive;
+    loadBytes(archive, unique, 0);
+    EXPECT_TRUE(m.deserialise(archive));
+    EXPECT_EQ(contents(m), "a=6 b=5 ");
+    EXPECT_EQ(m.getEntry("a"), a);
 }
 
 TEST_F(MapTest, UnknownTypeWrongTypeIdAndCutInput) {

@@ -60,6 +60,39 @@ TEST(TypedArrayReadTest, BoolsEulersAndCounts) {
     EXPECT_EQ(v2->position, v2->size);
 }
 
+// Whatever the array held before (fewer, as many or more elements), it ends with exactly the
+// stored ones, through the metadata value and through the plain vector operator alike.
+template <class T>
+void checkReadsFromAnySize(const std::vector<T>& stored, const T& filler) {
+    TypedArrayMetadata<T> source(stored);
+    Archive bytes(source.memSize(), 0);
+    source.serialise(bytes);
+    for (size_t held = 0; held <= stored.size() + 2; ++held) {
+        TypedArrayMetadata<T> target(std::vector<T>(held, filler));
+        bytes.reset();
+        EXPECT_TRUE(target.deserialise(bytes));
+        EXPECT_EQ(bytes.position, bytes.size);
+        EXPECT_TRUE(target.get() == stored) << held;
+
+        std::vector<T> plain(held, filler);
+        bytes.reset();
+        bytes.skip(sizeof(uint32_t));
+        bytes >> plain;
+        EXPECT_FALSE(bytes.failed());
+        EXPECT_TRUE(plain == stored) << held;
+    }
+}
+
+TEST(TypedArrayReadTest, AnyHeldSizeEndsWithTheStoredElements) {
+    checkReadsFromAnySize<double>({1.5, -2, 3, 4}, 9);
+    checkReadsFromAnySize<short>({-2, 3, 7}, 1);
+    checkReadsFromAnySize<Imath::V3d>({{1, 2, 3}, {4, 5, 6}}, {9, 9, 9});
+    checkReadsFromAnySize<Imath::Quatf>({Imath::Quatf(4, 1, 2, 3), Imath::Quatf(0.5f, 0, 1, 0)},
+                                        Imath::Quatf(7, 7, 7, 7));
+    checkReadsFromAnySize<Imath::M44f>({Imath::M44f(2.f), Imath::M44f()}, Imath::M44f(5.f));
+    checkReadsFromAnySize<Imath::Box2i>({Imath::Box2i({0, 1}, {2, 3})}, Imath::Box2i());
+}
+
 TEST(TypedArrayHashTest, CallSequences) {
     const MurmurHash3 seeded = hashOf(MetadataImpl<std::string>("seed"));
     auto hashed = [&seeded](const Metadata& m) {

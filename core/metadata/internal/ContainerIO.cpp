@@ -11,6 +11,8 @@ namespace {
 // Nesting limit for reading: a crafted archive of containers inside containers could otherwise
 // recurse until the stack runs out. Real property bags are a handful of levels deep.
 constexpr int kMaxReadDepth = 200;
+constexpr size_t kSlotAhead = 16;
+constexpr size_t kValueAhead = 8;
 thread_local int t_readDepth = 0;
 
 struct DepthGuard {
@@ -19,10 +21,39 @@ struct DepthGuard {
     bool tooDeep() const { return t_readDepth > kMaxReadDepth; }
 };
 
-void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlace) {
+// New values for one run of reads: the factory is asked once per type id met, later values of
+// that type are clones of its first, empty one (one allocation, no registry lookups).
+class ValueMaker {
+public:
+    // At most `types` prototypes are kept (0: every value straight from the factory, for a
+    // single read). Bounded, so that an archive of many distinct (say unknown) ids stays linear.
+    explicit ValueMaker(size_t types) : m_maxTypes(types) {}
+
+    std::shared_ptr<Metadata> make(unsigned int id) {
+        for (const auto& [known, prototype] : m_prototypes) {
+            if (known == id) return prototype ? prototype->clone() : nullptr;
+        }
+        std::shared_ptr<Metadata> value = MetadataFactory::instance().createMetadata(id);
+        if (m_prototypes.size() < m_maxTypes) {
+            m_prototypes.emplace_back(id, value);
+            if (value) return value->clone();
+        }
+        return value;
+    }
+
+private:
+    size_t m_maxTypes;
+    std::vector<std::pair<unsigned int, std::shared_ptr<Metadata>>> m_prototypes;
+};
+
+void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlace, ValueMaker& maker) {
     const unsigned int id = view.peekTypeId();
-    if (inPlace && !slot) return;
-    if (!inPlace || slot->typeId() != id) slot = MetadataFactory::instance().createMetadata(id);
+    if (inPlace) {
+        if (!slot) return;
+        if (slot->typeId() != id) slot = maker.make(id);
+    } else {
+        slot = maker.make(id);
+    }
     if (slot && (!slot->deserialise(view) || view.failed())) slot.reset();
 }
 
@@ -73,7 +104,8 @@ bool writePlainLayout(Archive& archive, uint32_t typeId, const TableItems& table
     // Each item writes only its own row and value bytes, so the parallel form is the same loop
     // spread over tasks.
     std::atomic<bool> ok{true};
-    const bool parallel = (archive.flags & Archive::kParallel) != 0;
+    const bool parallel =
+        (archive.flags & Archive::kParallel) != 0 && worthParallel(items.size(), table.areaSize);
     forEachIndex(items.size(), parallel, [&](size_t i) {
         const TableItem& item = items[i];
         const uint64_t end = i + 1 < items.size() ? items[i + 1].offset : table.areaSize;
@@ -113,31 +145,50 @@ bool writeValue(Archive& archive, uint64_t begin, uint64_t end, const Metadata& 
 }
 
 bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
-                   std::vector<std::shared_ptr<Metadata>>& results, bool inPlace, bool parallel) {
+                   const std::vector<std::shared_ptr<Metadata>*>& slots, bool inPlace,
+                   bool parallel) {
     DepthGuard depth;
     const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
     const bool tooDeep = depth.tooDeep();
     std::atomic<bool> intact{!tooDeep};
-    forEachIndex(rows.size(), parallel, [&](size_t i) {
-        const ValueRow& row = rows[i];
-        std::shared_ptr<Metadata>& slot = results[i];
-        // Every value starts with a 4-byte type id; a shorter row cannot hold one.
-        const bool inside = row.offset <= available && row.size <= available - row.offset &&
-                            (row.size == 0 || row.size >= sizeof(uint32_t));
-        if (!inside || tooDeep) {
-            intact.store(false, std::memory_order_relaxed);
-            slot.reset();
-            return;
+    const uint64_t area = areaEnd(archive, areaStart, rows) - areaStart;
+    parallel = parallel && worthParallel(rows.size(), area);
+    forEachRange(rows.size(), parallel, [&](size_t begin, size_t end) {
+        ArchiveView view(archive, 0, 0);
+        ValueMaker maker(16);
+        for (size_t i = begin; i < end; ++i) {
+            // Slots and values live in separate heap blocks (map nodes, value objects): fetch
+            // them ahead in two stages, as a walk over a large bag otherwise waits on each.
+            if (i + kSlotAhead < end) __builtin_prefetch(slots[i + kSlotAhead]);
+            if (i + kValueAhead < end) __builtin_prefetch(slots[i + kValueAhead]->get());
+            const ValueRow& row = rows[i];
+            std::shared_ptr<Metadata>& slot = *slots[i];
+            // Every value starts with a 4-byte type id; a shorter row cannot hold one.
+            const bool inside = row.offset <= available && row.size <= available - row.offset &&
+                                (row.size == 0 || row.size >= sizeof(uint32_t));
+            if (!inside || tooDeep) {
+                intact.store(false, std::memory_order_relaxed);
+                slot.reset();
+                continue;
+            }
+            if (row.size == 0) {
+                slot.reset();
+                continue;
+            }
+            view.aim(areaStart + row.offset, areaStart + row.offset + row.size);
+            readInto(view, slot, inPlace, maker);
         }
-        if (row.size == 0) {
-            slot.reset();
-            return;
-        }
-        const uint64_t begin = areaStart + row.offset;
-        ArchiveView view(archive, begin, begin + row.size);
-        readInto(view, slot, inPlace);
     });
     return intact.load();
+}
+
+bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
+                   std::vector<std::shared_ptr<Metadata>>& results, bool inPlace, bool parallel) {
+    results.resize(rows.size());
+    std::vector<std::shared_ptr<Metadata>*> slots(rows.size());
+    for (size_t i = 0; i < rows.size(); ++i)
+        slots[i] = &results[i];
+    return readRowValues(archive, areaStart, rows, slots, inPlace, parallel);
 }
 
 void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlace) {
@@ -146,7 +197,8 @@ void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlac
         slot.reset();
         return;
     }
-    readInto(source, slot, inPlace);
+    ValueMaker maker(0);
+    readInto(source, slot, inPlace, maker);
 }
 
 std::shared_ptr<Metadata> readNextValue(Archive& archive) {
@@ -154,7 +206,8 @@ std::shared_ptr<Metadata> readNextValue(Archive& archive) {
     std::shared_ptr<Metadata> value;
     if (!depth.tooDeep()) {
         ArchiveView view(archive, archive.position, archive.size);
-        readInto(view, value, false);
+        ValueMaker maker(0);
+        readInto(view, value, false, maker);
         if (value) {
             archive.position = view.position;
             return value;

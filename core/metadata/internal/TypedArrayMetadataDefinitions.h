@@ -63,8 +63,12 @@ bool TypedArrayMetadata<T>::deserialise(Archive& archive) {
     archive.skip(sizeof(uint32_t));  // the type id; the reader chose this type from it
     uint64_t count = 0;
     if (archive.readCount(count, Traits::kArrayMinBytes)) {
-        m_value.resize(count);
-        Traits::readArray(archive, m_value);
+        if constexpr (readsCountedArray<Traits, T>) {
+            Traits::readArray(archive, m_value, count);
+        } else {
+            m_value.resize(count);
+            Traits::readArray(archive, m_value);
+        }
     }
     return wasFailed || !archive.failed();
 }
