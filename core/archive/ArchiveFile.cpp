@@ -190,7 +190,7 @@ bool decodePlain(const std::string& text, Archive& out) {
 }
 
 // Moves the bytes of `from` into `to` (position 0).
-void take(Archive& to, Archive& from) {
+void moveBytes(Archive& to, Archive& from) {
     adopt(to, from.data, from.size);
     from.data = nullptr;
     from.size = 0;
@@ -218,7 +218,7 @@ bool Archive::decodeBase64(const std::string& encoded) {
                 // preferred when it decodes; otherwise the bytes before the suffix are kept.
                 Archive whole;
                 if (decodePlain(encoded, whole)) {
-                    take(decoded, whole);
+                    moveBytes(decoded, whole);
                 } else if (!stripped) {
                     return false;
                 }
@@ -227,7 +227,7 @@ bool Archive::decodeBase64(const std::string& encoded) {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    take(*this, decoded);
+    moveBytes(*this, decoded);
     m_failed = false;
     return true;
 }
