@@ -33,6 +33,17 @@ size_t encodedSize(const std::vector<std::string>& s) {
     return n;
 }
 
+// The short strings written into an archive, and strings to read them back into.
+struct WrittenStrings {
+    std::vector<std::string> src = shortStrings();
+    Archive a{encodedSize(src), 0};
+    std::vector<std::string> dst = std::vector<std::string>(kStrings);
+    WrittenStrings() {
+        for (const std::string& s : src)
+            a << s;
+    }
+};
+
 }  // namespace
 
 static void BM_MemcpyDoubles(benchmark::State& state) {
@@ -126,11 +137,9 @@ static void BM_MemcpyStrings(benchmark::State& state) {
 // Length and bytes of each string read back by hand into strings that already exist, with the
 // checks a reader of untrusted bytes needs (length fits in what is left).
 static void BM_HandReadStrings(benchmark::State& state) {
-    const std::vector<std::string> src = shortStrings();
-    Archive a(encodedSize(src), 0);
-    for (const std::string& s : src)
-        a << s;
-    std::vector<std::string> dst(kStrings);
+    WrittenStrings w;
+    Archive& a = w.a;
+    std::vector<std::string>& dst = w.dst;
     for (auto _ : state) {
         const unsigned char* p = a.data;
         const unsigned char* const end = a.data + a.size;
@@ -162,11 +171,9 @@ static void BM_ArchiveWriteStrings(benchmark::State& state) {
 }
 
 static void BM_ArchiveReadStrings(benchmark::State& state) {
-    const std::vector<std::string> src = shortStrings();
-    Archive a(encodedSize(src), 0);
-    for (const std::string& s : src)
-        a << s;
-    std::vector<std::string> dst(kStrings);
+    WrittenStrings w;
+    Archive& a = w.a;
+    std::vector<std::string>& dst = w.dst;
     for (auto _ : state) {
         a.position = 0;
         for (std::string& s : dst)

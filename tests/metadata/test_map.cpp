@@ -4,6 +4,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/metadata/MetadataImpl.h"
@@ -250,32 +251,21 @@ TEST_F(MapTest, ReadsIntoEmptyHeldAndRetypedMapsAgree) {
     }
 }
 
+// The plain layout of int probes under one-letter keys, rows in the given order.
+std::string intRows(const std::vector<std::pair<char, int32_t>>& rows) {
+    Bytes b;
+    b.u32(1).u64(rows.size()).u64(rows.size() * 25);
+    for (size_t i = 0; i < rows.size(); ++i)
+        b.u64(1).str(std::string(1, rows[i].first)).u64(8).u64(8 * i);
+    for (const auto& row : rows)
+        b.u32(901).num(row.second);
+    return b.b;
+}
+
 // Rows out of key order (a writer other than ours) still land under their keys; a repeated key
 // keeps its last row.
 TEST_F(MapTest, TablesOutOfKeyOrderRead) {
-    const std::string bytes = Bytes()
-                                  .u32(1)
-                                  .u64(3)
-                                  .u64(3 * 25 + 3)
-                                  .u64(1)
-                                  .str("b")
-                                  .u64(8)
-                                  .u64(0)
-                                  .u64(1)
-                                  .str("a")
-                                  .u64(8)
-                                  .u64(8)
-                                  .u64(1)
-                                  .str("b")
-                                  .u64(8)
-                                  .u64(16)
-                                  .u32(901)
-                                  .num<int32_t>(1)
-                                  .u32(901)
-                                  .num<int32_t>(2)
-                                  .u32(901)
-                                  .num<int32_t>(3)
-                                  .b;
+    const std::string bytes = intRows({{'b', 1}, {'a', 2}, {'b', 3}});
     for (uint64_t flags : {0u, 4u}) {
         MapMetadata m;
         Archive archive;
@@ -290,23 +280,7 @@ TEST_F(MapTest, TablesOutOfKeyOrderRead) {
         EXPECT_NE(m.getEntry("a"), a);
     }
     // Unsorted but unique keys held by the map read in place.
-    const std::string unique = Bytes()
-                                   .u32(1)
-                                   .u64(2)
-                                   .u64(2 * 25 + 2)
-                                   .u64(1)
-                                   .str("b")
-                                   .u64(8)
-                                   .u64(0)
-                                   .u64(1)
-                                   .str("a")
-                                   .u64(8)
-                                   .u64(8)
-                                   .u32(901)
-                                   .num<int32_t>(5)
-                                   .u32(901)
-                                   .num<int32_t>(6)
-                                   .b;
+    const std::string unique = intRows({{'b', 5}, {'a', 6}});
     MapMetadata m;
     m.insertEntry("a", intProbe(0));
     m.insertEntry("b", intProbe(0));
