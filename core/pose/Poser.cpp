@@ -82,8 +82,11 @@ struct LocalMatrices {
 };
 
 // The passes, also built for AVX2 and chosen at load time where the compiler can. AVX2 without
-// FMA: the same operations in the same order, so both give the same bits.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__)
+// FMA: the same operations in the same order, so both give the same bits. Not in sanitizer
+// builds: the load-time resolver runs before the sanitizer runtime is up (ThreadSanitizer
+// crashes in it).
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__) && \
+    !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 #define ZELTO_AVX2_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define ZELTO_AVX2_CLONES
