@@ -49,18 +49,21 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     *poleVector = pole;
     const V3d normal = (firstBone % pole).normalized();
     const V3d side = (pole % normal).normalized();
-    const M44d frame(side.x, side.y, side.z, 0, normal.x, normal.y, normal.z, 0, pole.x, pole.y,
-                     pole.z, 0, start.x, start.y, start.z, 1);
-    const M44d toFrame = frame.inverse();
+    // The frame is orthonormal: into it by dot products, out of it by the axes' sum.
+    const auto toFrame = [&](const V3d& x) {
+        const V3d d = x - start;
+        return V3d(d ^ side, d ^ normal, d ^ pole);
+    };
+    const auto fromFrame = [&](const V3d& q) {
+        return start + side * q.x + normal * q.y + pole * q.z;
+    };
 
     // p: positions flattened onto the plane, in the frame; offset: what the flattening removed.
     Positions p(n), offset(n);
     for (size_t i = 0; i < n; ++i) {
         const V3d x = joints[i].world.translation();
-        V3d inFrame;
-        toFrame.multVecMatrix(start + projectOntoPlane(x - start, normal), p[i]);
-        toFrame.multVecMatrix(x, inFrame);
-        offset[i] = inFrame - p[i];
+        p[i] = toFrame(start + projectOntoPlane(x - start, normal));
+        offset[i] = toFrame(x) - p[i];
     }
     Lengths lengths(n - 1);
     for (size_t i = 0; i + 1 < n; ++i)
@@ -90,7 +93,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     for (size_t i = 0; i < n; ++i) {
         V3d q = p[i];
         if (!reached) q += axis * (((q - base) ^ axis) * (ratio - 1.0)) + offset[i];
-        frame.multVecMatrix(q, p[i]);
+        p[i] = fromFrame(q);
     }
     turnBones(pose, skeleton, joints, p, false, parentSpace);
     aimStart(pose, joints, target);

@@ -11,10 +11,11 @@ namespace detail {
 
 namespace {
 
-// Moves `moved` to `length` from `anchor` along the line through both.
+// Moves `moved` to `length` from `anchor` along the line through both. A plain square root: the
+// inner loop of every iteration, and a distance too small to square (below 1e-154) counts as 0.
 void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
     const V3d d = moved - anchor;
-    const double r = d.length();
+    const double r = std::sqrt(d ^ d);
     if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
 }
 
@@ -61,7 +62,8 @@ bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double
         for (size_t i = 0; i + 1 < n; ++i)
             pull(p[i], p[i + 1], lengths[i], minStep);
         ++iterations;
-        if (iterations >= maxIterations || !((p[n - 1] - goal).length() > tolerance)) return true;
+        const V3d miss = p[n - 1] - goal;
+        if (iterations >= maxIterations || !(std::sqrt(miss ^ miss) > tolerance)) return true;
         if ((p[n - 1] - before).length2() <= stalled) return false;
     }
 }
