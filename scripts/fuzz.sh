@@ -2,7 +2,8 @@
 # Builds the libFuzzer programs with clang (ASan + UBSan) and runs each for a while:
 #   scripts/fuzz.sh [seconds per program, default 20] [program ...]
 # FUZZ_RUNS=N also stops each program after N executions (for long runs: a large time limit and
-# the number of executions wanted).
+# the number of executions wanted); FUZZ_TIMEOUT sets the seconds one input may take (default 10;
+# raise it for niced runs on a busy machine, where a starved process can overrun it).
 # Seeds come from the library's own writers and the golden files of tests/data; the corpus grows
 # under build/fuzz/corpus. An input that once crashed a program goes to fuzz/regressions/<program>/,
 # which the test suite replays on every build (CTest: fuzz.<program>.regressions).
@@ -39,7 +40,7 @@ for p in "${programs[@]}"; do
     set +e
     "$dir/fuzz/$p" "$corpus" "$seeds/$p" -dict=fuzz/zelto.dict -max_total_time="$seconds" \
         ${FUZZ_RUNS:+-runs="$FUZZ_RUNS"} \
-        -rss_limit_mb=2048 -malloc_limit_mb=1024 -timeout=10 -print_final_stats=1 \
+        -rss_limit_mb=2048 -malloc_limit_mb=1024 -timeout="${FUZZ_TIMEOUT:-10}" -print_final_stats=1 \
         -artifact_prefix="$dir/artifacts/$p-" >"$dir/$p.log" 2>&1
     rc=$?
     set -e
