@@ -203,15 +203,10 @@ V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned shor
                        const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
     // The translation row of the local matrix: the pose's, carried through the bind transform
     // in local space.
-    V3d t = pose.jointPose(lowerId).translation;
-    if (!parentSpace) {
-        const M44d bind = skeleton.joint(lowerId).matrix();
-        bind.multVecMatrix(V3d(t), t);
-    }
-    V3d world;
-    parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace)
-        .multVecMatrix(t, world);
-    return world;
+    const V3d& t = pose.jointPose(lowerId).translation;
+    const V3d local = parentSpace ? t : affinePoint(t, bindAffine(skeleton, lowerId));
+    return affinePoint(local,
+                       parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace));
 }
 
 V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,

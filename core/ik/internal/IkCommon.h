@@ -117,10 +117,23 @@ private:
     std::vector<std::pair<unsigned short, JointPose>> m_more;
 };
 
-// The bind matrix of a joint as rows, for local-space local matrices.
-inline Rows<double> bindRows(const Skeleton& skeleton, unsigned short id) {
+// The bind matrix of a joint, and as rows for local-space local matrices.
+inline Affine<double> bindAffine(const Skeleton& skeleton, unsigned short id) {
     const Joint& joint = skeleton.joint(id);
-    return Affine<double>::of(joint.rotation(), joint.translation(), joint.scale()).rows();
+    return Affine<double>::of(joint.rotation(), joint.translation(), joint.scale());
+}
+inline Rows<double> bindRows(const Skeleton& skeleton, unsigned short id) {
+    return bindAffine(skeleton, id).rows();
+}
+
+// p carried by an affine transform (row vector), without the projective divide.
+inline V3d affinePoint(const V3d& p, const Affine<double>& m) {
+    return V3d(p.x * m.a[0][0] + p.y * m.a[1][0] + p.z * m.a[2][0] + m.t[0],
+               p.x * m.a[0][1] + p.y * m.a[1][1] + p.z * m.a[2][1] + m.t[1],
+               p.x * m.a[0][2] + p.y * m.a[1][2] + p.z * m.a[2][2] + m.t[2]);
+}
+inline V3d affinePoint(const V3d& p, const M44d& m) {
+    return affinePoint(p, Affine<double>::of(m));
 }
 
 // The local matrix of a local-space joint pose whose joint's bindRows() are known.
