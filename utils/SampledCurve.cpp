@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <mutex>
 
 namespace ZeltoUtils {
 
@@ -62,31 +63,51 @@ Imath::V3f deBoor(const std::vector<Imath::V3f>& cvs, const std::vector<float>& 
 
 }  // namespace
 
+// The curve as resample() saw it, and its points once evaluated.
+struct SampledCurve::Samples {
+    Curve curve;
+    unsigned short count;
+    std::once_flag once;
+    std::vector<Imath::V3f> points;
+
+    void evaluate() {
+        const std::vector<Imath::V3f>& cvs = curve.cvs();
+        const size_t n = cvs.size();
+        unsigned degree = curve.degree();
+        std::vector<float> fallback;
+        const std::vector<float>* knotVector = &curve.knots();
+        if (degree > kMaxEvalDegree || degree >= n || !usableKnots(curve.knots(), n, degree)) {
+            degree = unsigned(std::min<size_t>({degree, n - 1, kMaxEvalDegree}));
+            fallback = clampedUniformKnots(n, degree);
+            knotVector = &fallback;
+        }
+        const float start = (*knotVector)[degree];
+        const float end = (*knotVector)[n];
+        points.reserve(count);
+        for (unsigned i = 0; i < count; ++i) {
+            const float u = count == 1 ? 0.0f : float(i) / float(count - 1);
+            const float t = i + 1 == count && count > 1 ? end : start + (end - start) * u;
+            const size_t k = findSpan(*knotVector, n, degree, t);
+            points.push_back(deBoor(cvs, *knotVector, degree, k, t));
+        }
+    }
+};
+
 void SampledCurve::resample(unsigned short count) {
     m_sampleCount = count;
-    m_samples.clear();
-    const std::vector<Imath::V3f>& points = cvs();
-    const size_t n = points.size();
-    if (n == 0 || count == 0) return;
+    m_samples.reset();
+    if (cvs().empty() || count == 0) return;
+    m_samples = std::make_shared<Samples>();
+    m_samples->curve = *this;
+    m_samples->count = count;
+}
 
-    unsigned degree = this->degree();
-    std::vector<float> fallback;
-    const std::vector<float>* knotVector = &knots();
-    if (degree > kMaxEvalDegree || degree >= n || !usableKnots(knots(), n, degree)) {
-        degree = unsigned(std::min<size_t>({degree, n - 1, kMaxEvalDegree}));
-        fallback = clampedUniformKnots(n, degree);
-        knotVector = &fallback;
-    }
-
-    const float start = (*knotVector)[degree];
-    const float end = (*knotVector)[n];
-    m_samples.reserve(count);
-    for (unsigned i = 0; i < count; ++i) {
-        const float u = count == 1 ? 0.0f : float(i) / float(count - 1);
-        const float t = i + 1 == count && count > 1 ? end : start + (end - start) * u;
-        const size_t k = findSpan(*knotVector, n, degree, t);
-        m_samples.push_back(deBoor(points, *knotVector, degree, k, t));
-    }
+const std::vector<Imath::V3f>& SampledCurve::samples() const {
+    static const std::vector<Imath::V3f> none;
+    if (!m_samples) return none;
+    Samples& s = *m_samples;
+    std::call_once(s.once, [&s] { s.evaluate(); });
+    return s.points;
 }
 
 }  // namespace ZeltoUtils
