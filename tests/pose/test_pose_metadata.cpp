@@ -238,24 +238,19 @@ TEST_F(PoseMetadataTest, ComparisonTextAndBlends) {
     EXPECT_FALSE(SkeletonArray({skeleton, skeleton}).isStatic());
 
     // Element access and blends hand out a copy of the first index.
-    const Pose other = samplePose(false);
-    const PoseArray poses({pose, other});
-    const auto poseOf = [](const std::shared_ptr<Metadata>& m) {
-        auto* v = dynamic_cast<PoseValue*>(m.get());
-        return v ? v->get() : Pose();
+    const PoseArray poses({pose, samplePose(false)});
+    const auto parentSpace = [](const std::shared_ptr<Metadata>& m) {
+        return dynamic_cast<PoseValue&>(*m).get().inParentSpace();
     };
-    EXPECT_FALSE(poseOf(poses.getBasicTypeMetadata(1)).inParentSpace());
-    EXPECT_TRUE(poseOf(poses.getBlendedBasicTypeMetadata(0, 1, 1.0)).inParentSpace());
-    EXPECT_FALSE(
-        poseOf(poses.getDoubleBlendedBasicTypeMetadata(1, 0, 0.5, 0, 0, 0.5, 0.9)).inParentSpace());
+    EXPECT_FALSE(parentSpace(poses.getBasicTypeMetadata(1)));
+    EXPECT_TRUE(parentSpace(poses.getBlendedBasicTypeMetadata(0, 1, 1.0)));
+    EXPECT_FALSE(parentSpace(poses.getDoubleBlendedBasicTypeMetadata(1, 0, 0.5, 0, 0, 0.5, 0.9)));
     std::shared_ptr<Metadata> into = std::make_shared<PoseValue>();
     poses.getBlendedBasicTypeMetadataInPlace(1, 0, 0.75, into);
-    EXPECT_EQ(poseOf(into).numJoints(), 3);
-    EXPECT_FALSE(poseOf(into).inParentSpace());
-    const SkeletonArray skeletons({threeJoints(), character()});
-    const auto blended = skeletons.getBlendedBasicTypeMetadata(1, 0, 0.5);
-    ASSERT_NE(dynamic_cast<SkeletonValue*>(blended.get()), nullptr);
-    EXPECT_EQ(static_cast<SkeletonValue&>(*blended).get().numJoints(), character().numJoints());
+    EXPECT_FALSE(parentSpace(into));
+    const auto blended =
+        SkeletonArray({threeJoints(), character()}).getBlendedBasicTypeMetadata(1, 0, 0.5);
+    EXPECT_EQ(dynamic_cast<SkeletonValue&>(*blended).get().numJoints(), character().numJoints());
 }
 
 // copy() assigns through the pose's masked assignment: joints inactive in the source keep the
