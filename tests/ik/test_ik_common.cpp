@@ -123,6 +123,27 @@ TEST(IkCommon, WorldRotationTurnsTheJointAboutItsPosition) {
     }
 }
 
+TEST(IkCommon, WritingAWorldMatrixBack) {
+    const Skeleton s = makeLeg();
+    const Poser poser(&s);
+    for (bool parentSpace : {true, false}) {
+        SCOPED_TRACE(parentSpace);
+        Pose pose = movedPose(s, parentSpace);
+        const M44d parent = poser.getWorldMatrix(pose, kTwist);
+        const M44d knee = poser.getWorldMatrix(pose, kKnee);
+        const M44d ankle = poser.getWorldMatrix(pose, kAnkle);
+
+        detail::writeWorldMatrix(pose, s, kKnee, knee, parent, parentSpace);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kKnee), knee, 1e-12);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kAnkle), ankle, 1e-12);
+
+        const M44d moved = rotatedAboutPosition(knee, axisAngle(V3d(1, 0, 0), 0.5));
+        detail::writeWorldMatrix(pose, s, kKnee, moved, parent, parentSpace);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kKnee), moved, 1e-12);
+        EXPECT_M44_NEAR(poser.getWorldMatrix(pose, kTwist), parent, 0.0);
+    }
+}
+
 TEST(IkCommon, MetadataKeysAreReadWithoutInserting) {
     Skeleton s = makeLeg();
     EXPECT_FALSE(detail::hasSkipIk(s, kKnee));
