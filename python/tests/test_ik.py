@@ -14,53 +14,42 @@ def end_position(skeleton, pose, joint):
     return zelto.Poser(skeleton).getWorldMatrix(pose, joint)[3, :3]
 
 
-@pytest.mark.parametrize("parent_space", [False, True])
-@pytest.mark.parametrize("pole", [None, (0.0, 0.0, 30.0), (20.0, 0.0, 20.0)])
-def test_two_joint_solve_reaches_its_target(parent_space, pole):
+def two_joints(solve, **kwargs):
+    return lambda pose, s, target: solve(pose=pose, skeleton=s, target=target, rootId=HIP,
+                                         midId=KNEE, endId=ANKLE, **kwargs), ANKLE, 1e-6
+
+
+POLE = (0.0, 0.0, 1.0)
+SOLVES = {
+    "two joints": two_joints(zelto.solveTwoJointsIK, stretch=0.0, soft=False, softDistance=0.0,
+                             poleVector=None),
+    "two joints, pole": two_joints(zelto.solveTwoJointsIK, poleVector=(20.0, 0.0, 20.0)),
+    "two joints, parent space": two_joints(zelto.solveTwoJointsIKInParentSpace,
+                                           poleVector=(0.0, 0.0, 30.0)),
+    "no pole": two_joints(zelto.solveTwoJointsIKNoPoleVector),
+    "no pole, parent space": two_joints(zelto.solveTwoJointsIKNoPoleVectorInParentSpace),
+    "fabrik list": (lambda pose, s, target: zelto.fabrikIKSolver2InParentSpace(
+        pose, s, target, joints=[HIP, KNEE, ANKLE, TOE], tolerance=1e-6, maxIterations=100,
+        poleVector=POLE), TOE, 1e-3),
+    "fabrik 3d": (lambda pose, s, target: zelto.fabrikIK3DSolverInParentSpace(
+        pose, s, target, startId=HIP, midJoints=[KNEE, ANKLE], stretchJoints=[], endId=TOE,
+        tolerance=1e-6, maxIterations=100, poleVector=POLE), TOE, 1e-3),
+    "sphere": (lambda pose, s, target: zelto.sphereIKSolver(
+        pose, s, target, rootId=HIP, midJoints=[KNEE, ANKLE], endId=TOE, poleVector=POLE),
+        TOE, 1e-3),
+}
+
+
+@pytest.mark.parametrize("name", sorted(SOLVES))
+def test_solvers_reach_their_targets(name):
+    solve, end, tolerance = SOLVES[name]
     s = leg()
     pose = zelto.Pose(s)
-    if not parent_space:
+    if "parent space" not in name and name.startswith(("two", "no")):
         pose.convertToLocalSpace(s)
-    target = (14.0, 20.0, 25.0)
-    solve = zelto.solveTwoJointsIKInParentSpace if parent_space else zelto.solveTwoJointsIK
-    solve(pose=pose, skeleton=s, target=target, rootId=HIP, midId=KNEE, endId=ANKLE,
-          stretch=0.0, soft=False, softDistance=0.0, poleVector=pole)
-    assert np.allclose(end_position(s, pose, ANKLE), target, atol=1e-6)
-
-
-def test_no_pole_vector_forms_reach():
-    s = leg()
-    for solve, local in ((zelto.solveTwoJointsIKNoPoleVector, True),
-                         (zelto.solveTwoJointsIKNoPoleVectorInParentSpace, False)):
-        pose = zelto.Pose(s)
-        if local:
-            pose.convertToLocalSpace(s)
-        solve(pose, s, (5.0, 15.0, 10.0), HIP, KNEE, ANKLE)
-        assert np.allclose(end_position(s, pose, ANKLE), (5.0, 15.0, 10.0), atol=1e-6)
-
-
-def test_fabrik_solvers_reach():
-    s = leg()
-    target = (12.0, 30.0, 20.0)
-    pose = zelto.Pose(s)
-    zelto.fabrikIKSolver2InParentSpace(pose, s, target, joints=[HIP, KNEE, ANKLE, TOE],
-                                       tolerance=1e-6, maxIterations=100,
-                                       poleVector=(0.0, 0.0, 1.0))
-    assert np.allclose(end_position(s, pose, TOE), target, atol=1e-3)
-    pose = zelto.Pose(s)
-    zelto.fabrikIK3DSolverInParentSpace(pose, s, target, startId=HIP, midJoints=[KNEE, ANKLE],
-                                        stretchJoints=[], endId=TOE, tolerance=1e-6,
-                                        maxIterations=100, poleVector=(0.0, 0.0, 1.0))
-    assert np.allclose(end_position(s, pose, TOE), target, atol=1e-3)
-
-
-def test_sphere_solver_reaches():
-    s = leg()
-    pose = zelto.Pose(s)
     target = (9.0, 20.0, 15.0)
-    zelto.sphereIKSolver(pose, s, target, rootId=HIP, midJoints=[KNEE, ANKLE], endId=TOE,
-                         poleVector=(0.0, 0.0, 1.0))
-    assert np.allclose(end_position(s, pose, TOE), target, atol=1e-3)
+    solve(pose, s, target)
+    assert np.allclose(end_position(s, pose, end), target, atol=tolerance)
 
 
 def test_refused_input_raises_and_keeps_the_pose():

@@ -8,7 +8,9 @@ from conftest import IMAGE_FLOATS, sample
 
 
 def value_types():
-    return [(i, n) for i, n in zelto.registered_types() if sample(n) is not None]
+    types = [(i, n) for i, n in zelto.registered_types() if sample(n) is not None]
+    assert len(types) > 70
+    return types
 
 
 def expected(name, value):
@@ -19,17 +21,11 @@ def expected(name, value):
     return value
 
 
-def test_every_registered_type_has_a_sample_and_python_value():
-    names = {n for _, n in zelto.registered_types()}
-    assert {"MapMetadata", "ArrayMetadata", "DoubleMetadata", "Vector3ArrayMetadata"} <= names
-    for type_id, name in value_types():
-        v = zelto.create(name)
-        assert (v.typeId(), v.typeStr()) == (type_id, name)
-        v.value  # every type has a natural value, even its default
-
-
 @pytest.mark.parametrize("type_id,name", value_types())
 def test_round_trip_by_name_and_id(type_id, name):
+    default = zelto.create(name)
+    assert (default.typeId(), default.typeStr()) == (type_id, name)
+    default.value  # every type has a natural value, even its default
     natural = sample(name)
     by_name = zelto.create(name, natural)
     by_id = zelto.create(type_id, natural)

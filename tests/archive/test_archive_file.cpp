@@ -69,38 +69,28 @@ protected:
 
 }  // namespace
 
-TEST_F(ArchiveFile, EmptyArchiveIsA37ByteHeader) {
-    Archive a;
-    ASSERT_TRUE(a.writeToFile(path("empty.zelto")));
-    const std::string bytes = slurp(path("empty.zelto"));
-    EXPECT_EQ(bytes,
+TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
+    // An empty archive is the 37-byte header alone, and reads back as nothing.
+    ASSERT_TRUE(Archive().writeToFile(path("empty.zelto")));
+    EXPECT_EQ(slurp(path("empty.zelto")),
               "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) + le<uint64_t>(0));
-
     Archive b;
     fill(b);
     ASSERT_TRUE(b.readFromFile(path("empty.zelto")));
-    EXPECT_EQ(b.data, nullptr);
-    EXPECT_EQ(b.size + b.flags, 0u);
-    EXPECT_EQ(b.version, 5u);
-    EXPECT_TRUE(b.text.empty());
-}
+    EXPECT_TRUE(b.data == nullptr && b.size + b.flags == 0u && b.version == 5u && b.text.empty());
 
-TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
     Archive a(8, 6);
     a << 2.5;
     a.text = "hello";
     ASSERT_TRUE(a.writeToFile(path("a.zelto")));
     EXPECT_EQ(slurp(path("a.zelto")), "ZELTO" + le<uint64_t>(5) + le<uint64_t>(6) +
                                           le<uint64_t>(0) + le<uint64_t>(5) + "hello" + le(2.5));
-    Archive b;
     ASSERT_TRUE(b.readFromFile(path("a.zelto")));
-    EXPECT_EQ(b.flags, 6u);
-    EXPECT_EQ(b.text, "hello");
-    EXPECT_EQ(b.position, 0u);
+    EXPECT_TRUE(b.flags == 6u && b.text == "hello" && b.position == 0u);
     double d = 0;
     b >> d;
     EXPECT_EQ(d, 2.5);
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2);
 }
 
 TEST_F(ArchiveFile, VersionOneReservedWordsAndTextCutAtZero) {
@@ -173,20 +163,13 @@ TEST_F(ArchiveFile, PathsExpandEnvironmentVariables) {
     EXPECT_EQ(b.size, 4u);
 }
 
-TEST_F(ArchiveFile, WriteFailuresReportFalseAndKeepTheOldFile) {
-    Archive a(4, 0);
-    a << int32_t{1};
-    EXPECT_FALSE(a.writeToFile(path("no/such/folder/x")));
-    ASSERT_TRUE(a.writeToFile(path("keep")));
-    const std::string before = slurp(path("keep"));
-    fs::create_directory(path("keep.dir"));
-    EXPECT_FALSE(a.writeToFile(path("keep.dir")));  // cannot replace a folder
-    EXPECT_EQ(slurp(path("keep")), before);
-}
-
-TEST_F(ArchiveFile, AWriteThatFailsHalfWayKeepsTheOldFile) {
+TEST_F(ArchiveFile, FailedWritesReportFalseAndKeepTheOldFile) {
     Archive small(4, 0);
     small << int32_t{7};
+    EXPECT_FALSE(small.writeToFile(path("no/such/folder/x")));
+    fs::create_directory(path("folder"));
+    EXPECT_FALSE(small.writeToFile(path("folder")));  // cannot replace a folder
+    fs::remove(path("folder"));
     ASSERT_TRUE(small.writeToFile(path("keep")));
     const std::string before = slurp(path("keep"));
 
@@ -205,12 +188,8 @@ TEST_F(ArchiveFile, AWriteThatFailsHalfWayKeepsTheOldFile) {
 
     EXPECT_FALSE(written);
     EXPECT_EQ(slurp(path("keep")), before);
-    size_t files = 0;
-    for (const auto& entry : fs::directory_iterator(dir)) {
-        (void)entry;
-        ++files;
-    }
-    EXPECT_EQ(files, 1u) << "no temporary file is left behind";
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1)
+        << "no temporary file is left behind";
 }
 
 // The umask as the kernel reports it, read without changing it.
@@ -253,12 +232,6 @@ TEST_F(ArchiveFile, WritingNeverTouchesTheUmaskAndNewFilesFollowIt) {
     umask(saved);
 }
 
-namespace {
-std::vector<double> b64Doubles() {
-    return {0, 1, 2, 3, 4, 5, 6, 7};
-}
-}  // namespace
-
 TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     Archive a(64, 0);
     for (int i = 0; i < 8; ++i)
@@ -283,7 +256,8 @@ TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     EXPECT_FALSE(a.decodeBase64(""));
     EXPECT_FALSE(a.decodeBase64("!!!!"));
     ASSERT_EQ(a.size, 64u);
-    EXPECT_EQ(std::memcmp(a.data, b64Doubles().data(), 64), 0);
+    const double held[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+    EXPECT_EQ(std::memcmp(a.data, held, 64), 0);
     EXPECT_EQ(a.version, 3u);
     // Uncompressed text that happens to end in ZIP: decoded bytes kept as they are.
     ASSERT_TRUE(a.decodeBase64("Zm9vZIP"));

@@ -1,5 +1,4 @@
 #include <Imath/ImathBox.h>
-#include <Imath/ImathEuler.h>
 #include <Imath/ImathMatrix.h>
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
@@ -82,13 +81,8 @@ TEST(Encoding, ImathValuesComponentByComponent) {
     expectLayout(Imath::V2i(1, -1), le(1) + le(-1));
     expectLayout(Imath::V3d(1, 2, 3), le(1.0) + le(2.0) + le(3.0));
     expectLayout(Imath::V4f(1, 2, 3, 4), le(1.f) + le(2.f) + le(3.f) + le(4.f));
-    // Quaternions put the scalar part last.
-    expectLayout(Imath::Quatd(1, 0.1, 0.2, 0.3), le(0.1) + le(0.2) + le(0.3) + le(1.0));
+    // Quaternions put the scalar part last (also pinned with the metadata values, with boxes).
     expectLayout(Imath::Quatf(4, 1, 2, 3), le(1.f) + le(2.f) + le(3.f) + le(4.f));
-    expectLayout(Imath::Box3i(Imath::V3i(1, 2, 3), Imath::V3i(4, 5, 6)),
-                 le(1) + le(2) + le(3) + le(4) + le(5) + le(6));
-    expectLayout(Imath::Box2d(Imath::V2d(0, 0), Imath::V2d(1, 1)),
-                 le(0.0) + le(0.0) + le(1.0) + le(1.0));
 
     Imath::M44d m;
     std::string rows;
@@ -100,21 +94,6 @@ TEST(Encoding, ImathValuesComponentByComponent) {
     expectLayout(m, rows);
     Imath::M44f mf(m);
     EXPECT_EQ(encode(mf, 64).substr(4 * 7, 4), le(13.f));  // row 1, column 3
-}
-
-TEST(Encoding, EulerWritesAnglesOnlyAndKeepsTheReadersOrder) {
-    const Imath::Eulerd e(0.1, 0.2, 0.3, Imath::Eulerd::ZXY);
-    const std::string bytes = le(0.1) + le(0.2) + le(0.3);
-    EXPECT_EQ(encode(e, 24), bytes);
-
-    Archive a(24, 0);
-    std::memcpy(a.data, bytes.data(), 24);
-    Imath::Eulerd target(0, 0, 0, Imath::Eulerd::YXZ);
-    a >> target;
-    EXPECT_EQ(target.order(), Imath::Eulerd::YXZ);
-    EXPECT_EQ(target.x, 0.1);
-    EXPECT_EQ(target.z, 0.3);
-    EXPECT_EQ(encode(Imath::Eulerf(1, 2, 3), 12), le(1.f) + le(2.f) + le(3.f));
 }
 
 TEST(Encoding, EveryTruncationOfAStreamFailsCleanly) {

@@ -7,6 +7,9 @@
 #include <Imath/ImathMatrix.h>
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
+#include <gtest/gtest.h>
+
+#include <vector>
 
 #include "core/pose/Pose.h"
 #include "core/pose/Poser.h"
@@ -46,6 +49,24 @@ inline ZeltoCore::Skeleton makeLeg() {
 inline V3d worldPosition(const ZeltoCore::Skeleton& s, const ZeltoCore::Pose& p,
                          unsigned short id) {
     return ZeltoCore::Poser(&s).getWorldMatrix(p, id).translation();
+}
+
+// World positions of every joint.
+inline std::vector<V3d> positions(const ZeltoCore::Skeleton& s, const ZeltoCore::Pose& p) {
+    std::vector<V3d> out;
+    for (const M44d& m : ZeltoCore::Poser(&s).getAllWorldMatrix(p))
+        out.push_back(m.translation());
+    return out;
+}
+
+// Every joint pose of `a` is the one of `b`, bit for bit.
+inline void expectSamePose(const ZeltoCore::Pose& a, const ZeltoCore::Pose& b) {
+    ASSERT_EQ(a.numJoints(), b.numJoints());
+    for (unsigned short i = 0; i < a.numJoints(); ++i) {
+        EXPECT_EQ(a.jointPose(i).rotation, b.jointPose(i).rotation) << i;
+        EXPECT_EQ(a.jointPose(i).translation, b.jointPose(i).translation) << i;
+        EXPECT_EQ(a.jointPose(i).scale, b.jointPose(i).scale) << i;
+    }
 }
 
 // The bind pose with every joint turned a little, in parent or local space.

@@ -38,13 +38,6 @@ struct Form {
 };
 const Form kForms[] = {{true, false}, {true, true}, {false, false}, {false, true}};
 
-std::vector<V3d> positions(const Skeleton& s, const Pose& p) {
-    std::vector<V3d> out;
-    for (unsigned short i = 0; i < s.numJoints(); ++i)
-        out.push_back(worldPosition(s, p, i));
-    return out;
-}
-
 double segment(const std::vector<V3d>& w, unsigned short j) {
     return (w[j] - w[j - 1]).length();
 }
@@ -54,15 +47,6 @@ double sideCosine(const std::vector<V3d>& w, const V3d& pole) {
     const V3d line = w[kAnkle] - w[kHip];
     return detail::projectOntoPlane(w[kKnee] - w[kHip], line).normalized() ^
            detail::projectOntoPlane(pole, line).normalized();
-}
-
-void expectSamePose(const Pose& a, const Pose& b) {
-    ASSERT_EQ(a.numJoints(), b.numJoints());
-    for (unsigned short i = 0; i < a.numJoints(); ++i) {
-        EXPECT_EQ(a.jointPose(i).rotation, b.jointPose(i).rotation) << i;
-        EXPECT_EQ(a.jointPose(i).translation, b.jointPose(i).translation) << i;
-        EXPECT_EQ(a.jointPose(i).scale, b.jointPose(i).scale) << i;
-    }
 }
 
 void expectFiniteUnitRotations(const Pose& p) {

@@ -43,13 +43,8 @@ JointChain chainOf(const Skeleton& s, const Ids& ids) {
 
 }  // namespace
 
-TEST(JointChain, DefaultsAndIndexCheck) {
+TEST(JointChain, IndexCheck) {
     JointChain chain(3);
-    EXPECT_EQ(chain.jointIds(), (Ids{0, 0, 0}));
-    EXPECT_EQ(chain.bindData(2).worldMatrix, M44d());
-    EXPECT_EQ(chain.bindData(2).worldRotation, Imath::Quatd());
-    EXPECT_FALSE(chain.isRoot() || chain.isLimb() || chain.hasPelvis() || chain.hasPoleVector());
-    EXPECT_TRUE(chain.start() == nullptr && chain.end() == nullptr && chain.parent() == nullptr);
     try {
         chain.joint(3);
         FAIL() << "no exception";

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -44,12 +43,6 @@ template <class T>
 Bytes formOf(const T& object) {
     Archive a(object.memSize(), 0);
     a << object;
-    return Bytes(a.data, a.data + a.position);
-}
-
-Bytes written(const Metadata& m) {
-    Archive a(m.memSize(), 0);
-    m.serialise(a);
     return Bytes(a.data, a.data + a.position);
 }
 
@@ -132,25 +125,17 @@ void threeJointsSequence(MurmurHash3& h, const Skeleton& s) {
 TEST_F(PoseMetadataTest, FactoryMakesTheFourTypes) {
     MetadataFactory& factory = MetadataFactory::instance();
     EXPECT_EQ(factory.getRegisteredMetadata().size(), 80u);
-    const struct {
-        const char* name;
-        unsigned id;
-        const char* basic;
-    } rows[] = {{"PoseMetadata", 23, nullptr},
-                {"PoseArrayMetadata", 24, "PoseMetadata"},
-                {"SkeletonMetadata", 25, nullptr},
-                {"SkeletonArrayMetadata", 26, "SkeletonMetadata"}};
-    for (const auto& row : rows) {
-        const std::shared_ptr<Metadata> m = factory.createMetadata(row.id);
-        ASSERT_NE(m, nullptr) << row.name;
-        EXPECT_EQ(m->typeStr(), row.name);
-        EXPECT_EQ(factory.getMetadataName(row.id), row.name);
-        EXPECT_EQ(m->isArray(), row.basic != nullptr);
-        if (row.basic) {
-            EXPECT_EQ(static_cast<BaseTypedArrayMetadata&>(*m).basicTypeStr(), row.basic);
-        }
+    const std::pair<const char*, unsigned> rows[] = {{"PoseMetadata", 23},
+                                                     {"PoseArrayMetadata", 24},
+                                                     {"SkeletonMetadata", 25},
+                                                     {"SkeletonArrayMetadata", 26}};
+    for (const auto& [name, id] : rows) {
+        const std::shared_ptr<Metadata> m = factory.createMetadata(id);
+        ASSERT_NE(m, nullptr) << name;
+        EXPECT_EQ(m->typeStr(), name);
+        EXPECT_EQ(factory.getMetadataName(id), name);
     }
-    EXPECT_NE(dynamic_cast<SkeletonArray*>(factory.createMetadata(26).get()), nullptr);
+    EXPECT_EQ(SkeletonArray().basicTypeStr(), "SkeletonMetadata");
     // Defaults: an empty pose in parent space, a one-joint skeleton.
     EXPECT_TRUE(PoseValue().get().inParentSpace());
     EXPECT_EQ(PoseValue().get().numJoints(), 0);
@@ -165,14 +150,12 @@ TEST_F(PoseMetadataTest, LayoutsAreTheObjectsArchiveForms) {
 
     // Every value writes exactly memSize() bytes and reads back by its stored id.
     const PoseValue poseValue(pose);
-    EXPECT_EQ(poseValue.memSize(), pose.memSize() + 4);
     const Bytes poseGolden = cat({bytes(uint32_t(23)), poseForm});
     ZeltoTest::expectRoundTrip(poseValue, &poseGolden);
     const Bytes skeletonGolden = cat({bytes(uint32_t(25)), formOf(skeleton)});
     ZeltoTest::expectRoundTrip(SkeletonValue(skeleton), &skeletonGolden);
     const PoseArray poses({pose, local});
     const Bytes posesGolden = cat({bytes(uint32_t(24), uint64_t(2)), poseForm, formOf(local)});
-    EXPECT_EQ(poses.memSize(), 12 + pose.memSize() + local.memSize());
     ZeltoTest::expectRoundTrip(poses, &posesGolden);
     const SkeletonArray skeletons({skeleton, threeJoints()});
     const Bytes skeletonsGolden =
@@ -180,17 +163,11 @@ TEST_F(PoseMetadataTest, LayoutsAreTheObjectsArchiveForms) {
     ZeltoTest::expectRoundTrip(skeletons, &skeletonsGolden);
     ZeltoTest::expectRoundTrip(PoseArray());
 
-    // The read-back values hold what was written, the space flag included.
-    Archive a(poses.memSize(), 0);
-    poses.serialise(a);
-    a.reset();
+    // The element hash leaves the space flag out, so check it came back.
     PoseArray back;
-    ASSERT_TRUE(back.deserialise(a));
+    ASSERT_TRUE(back.deserialise(*ZeltoTest::archiveOf(posesGolden)));
     ASSERT_EQ(back.size(), 2u);
-    EXPECT_TRUE(back.get()[0].inParentSpace());
-    EXPECT_FALSE(back.get()[1].inParentSpace());
-    EXPECT_EQ(back.get()[0].jointPose(1).translation, V3d(1, 2.5, -3));
-    EXPECT_TRUE(back.get()[1].jointMetadata(2).hasKey("contact"));
+    EXPECT_TRUE(back.get()[0].inParentSpace() && !back.get()[1].inParentSpace());
 
     // Nothing sizes an empty archive for these values.
     Archive empty;
@@ -244,19 +221,14 @@ TEST_F(PoseMetadataTest, ComparisonTextAndBlends) {
     SkeletonArray b1({skeleton}), b2({skeleton});
     for (auto [m, twin] : std::vector<std::pair<Metadata*, Metadata*>>{
              {&p1, &p2}, {&s1, &s2}, {&a1, &a2}, {&b1, &b2}}) {
-        EXPECT_TRUE(m->isEqual(m, 0.0)) << m->typeStr();
-        EXPECT_FALSE(m->isEqual(twin, 1e9)) << m->typeStr();
+        // Equal only to itself, never ordered, no text, no blend.
+        EXPECT_TRUE(m->isEqual(m, 0.0) && !m->isEqual(twin, 1e9)) << m->typeStr();
         EXPECT_FALSE(m->isGreater(twin) || m->isLess(twin)) << m->typeStr();
         std::stringstream text;
-        text << "x";
         m->toString(text);
-        EXPECT_EQ(text.str(), "x") << m->typeStr();
+        EXPECT_EQ(text.str(), "") << m->typeStr();
         EXPECT_FALSE(m->setWithValuesAndWeights(std::vector<Metadata*>{twin}, {1.0}));
-        const std::shared_ptr<Metadata> copy = m->clone();
-        ASSERT_NE(copy, nullptr);
-        EXPECT_NE(copy.get(), m);
-        EXPECT_EQ(copy->typeId(), m->typeId());
-        EXPECT_EQ(hashOf(*copy), hashOf(*m));
+        EXPECT_EQ(hashOf(*m->clone()), hashOf(*m)) << m->typeStr();
     }
 
     // isStatic: exactly one element.
@@ -266,24 +238,19 @@ TEST_F(PoseMetadataTest, ComparisonTextAndBlends) {
     EXPECT_FALSE(SkeletonArray({skeleton, skeleton}).isStatic());
 
     // Element access and blends hand out a copy of the first index.
-    const Pose other = samplePose(false);
-    const PoseArray poses({pose, other});
-    const auto poseOf = [](const std::shared_ptr<Metadata>& m) {
-        auto* v = dynamic_cast<PoseValue*>(m.get());
-        return v ? v->get() : Pose();
+    const PoseArray poses({pose, samplePose(false)});
+    const auto parentSpace = [](const std::shared_ptr<Metadata>& m) {
+        return dynamic_cast<PoseValue&>(*m).get().inParentSpace();
     };
-    EXPECT_FALSE(poseOf(poses.getBasicTypeMetadata(1)).inParentSpace());
-    EXPECT_TRUE(poseOf(poses.getBlendedBasicTypeMetadata(0, 1, 1.0)).inParentSpace());
-    EXPECT_FALSE(
-        poseOf(poses.getDoubleBlendedBasicTypeMetadata(1, 0, 0.5, 0, 0, 0.5, 0.9)).inParentSpace());
+    EXPECT_FALSE(parentSpace(poses.getBasicTypeMetadata(1)));
+    EXPECT_TRUE(parentSpace(poses.getBlendedBasicTypeMetadata(0, 1, 1.0)));
+    EXPECT_FALSE(parentSpace(poses.getDoubleBlendedBasicTypeMetadata(1, 0, 0.5, 0, 0, 0.5, 0.9)));
     std::shared_ptr<Metadata> into = std::make_shared<PoseValue>();
     poses.getBlendedBasicTypeMetadataInPlace(1, 0, 0.75, into);
-    EXPECT_EQ(poseOf(into).numJoints(), 3);
-    EXPECT_FALSE(poseOf(into).inParentSpace());
-    const SkeletonArray skeletons({threeJoints(), character()});
-    const auto blended = skeletons.getBlendedBasicTypeMetadata(1, 0, 0.5);
-    ASSERT_NE(dynamic_cast<SkeletonValue*>(blended.get()), nullptr);
-    EXPECT_EQ(static_cast<SkeletonValue&>(*blended).get().numJoints(), character().numJoints());
+    EXPECT_FALSE(parentSpace(into));
+    const auto blended =
+        SkeletonArray({threeJoints(), character()}).getBlendedBasicTypeMetadata(1, 0, 0.5);
+    EXPECT_EQ(dynamic_cast<SkeletonValue&>(*blended).get().numJoints(), character().numJoints());
 }
 
 // copy() assigns through the pose's masked assignment: joints inactive in the source keep the
@@ -309,10 +276,9 @@ TEST_F(PoseMetadataTest, CopyFollowsThePosesAssignment) {
 TEST_F(PoseMetadataTest, DamagedStreamsFailCleanly) {
     SkeletonValue held(character());
     const MurmurHash3 before = hashOf(held);
-    Bytes stream = written(SkeletonValue(threeJoints()));
+    Bytes stream = cat({bytes(uint32_t(25)), formOf(threeJoints())});
     stream.resize(stream.size() - 3);
-    auto a = ZeltoTest::archiveOf(stream);
-    EXPECT_FALSE(held.deserialise(*a));
+    EXPECT_FALSE(held.deserialise(*ZeltoTest::archiveOf(stream)));
     EXPECT_EQ(hashOf(held), before);
 
     // A count no archive could hold is refused before anything is allocated.
@@ -387,61 +353,19 @@ TEST_F(PoseMetadataTest, KeyedReadOfACompressedFile) {
     EXPECT_EQ(hashOf(*(*list2)[1]), hashOf(*list[1]));
 }
 
-// Golden files of older archive versions, made once by DISABLED_WriteGoldenFiles below.
-//
-// pose_map_v3.zelto: archive version 3, a plain map {"pose": PoseMetadata, "weight": 0.5}; the
-// pose of that version has no space flag byte.
-// array_v1.zelto: archive version 1 (no flags in the header), an ArrayMetadata with the version-1
-// table (one 64-bit number per element; the writer put each element's size there) and the
-// elements IntMetadata 7, StringMetadata "hip", DoubleArrayMetadata (0.5, 1) and a pose.
-const char* kPoseMapFile = "pose_map_v3.zelto";
-const char* kArrayFile = "array_v1.zelto";
-
-// A pose value as versions before 4 wrote it: without the trailing space flag.
-Bytes oldPoseValue(const Pose& pose) {
-    Bytes b = written(PoseValue(pose));
-    b.pop_back();
-    return b;
-}
-
-Bytes poseMapV3() {
-    const Bytes pose = oldPoseValue(samplePose(true));
-    const Bytes weight = written(MetadataImpl<double>(0.5));
-    const auto row = [](const std::string& key, size_t size, size_t offset) {
-        Bytes r = bytes(uint64_t(key.size()));
-        r.insert(r.end(), key.begin(), key.end());
-        return cat({r, bytes(uint64_t(size), uint64_t(offset))});
-    };
-    const Bytes table =
-        cat({row("pose", pose.size(), 0), row("weight", weight.size(), pose.size())});
-    return cat({bytes(uint32_t(1), uint64_t(2), uint64_t(table.size())), table, pose, weight});
-}
-
-Bytes arrayV1() {
-    Pose pose;
-    pose.setNumberJoints(2);
-    pose.jointPose(1).translation = V3d(0, -42, 1.5);
-    const std::vector<Bytes> elements{
-        written(MetadataImpl<int>(7)), written(MetadataImpl<std::string>("hip")),
-        written(TypedArrayMetadata<double>({0.5, 1.0})), oldPoseValue(pose)};
-    Bytes out = bytes(uint32_t(2), uint64_t(elements.size()));
-    for (const Bytes& e : elements)
-        out = cat({out, bytes(uint64_t(e.size()))});
-    for (const Bytes& e : elements)
-        out = cat({out, e});
-    return out;
-}
-
-void expectFileHolds(const char* name, uint64_t version, const Bytes& content, Archive& a) {
+// Golden files of older archive versions. pose_map_v3.zelto: version 3, a plain map {"pose":
+// samplePose(true), "weight": 0.5}, the pose without its space flag byte. array_v1.zelto: version
+// 1, an ArrayMetadata with the version-1 table (one size per element) holding IntMetadata 7,
+// StringMetadata "hip", DoubleArrayMetadata (0.5, 1) and a two-joint pose.
+void readGolden(const char* name, uint64_t version, Archive& a) {
     ASSERT_TRUE(a.readFromFile(ZeltoTest::testDataPath(name))) << ZeltoTest::testDataPath(name);
     EXPECT_EQ(a.version, version);
     EXPECT_EQ(a.flags, 0u);
-    EXPECT_EQ(Bytes(a.data, a.data + a.size), content);  // the writers have not moved
 }
 
 TEST_F(PoseMetadataTest, GoldenPoseInAVersion3Map) {
     Archive a;
-    expectFileHolds(kPoseMapFile, 3, poseMapV3(), a);
+    readGolden("pose_map_v3.zelto", 3, a);
     MapMetadata map;
     ASSERT_TRUE(map.deserialise(a));
     EXPECT_EQ(a.position, a.size);
@@ -464,7 +388,7 @@ TEST_F(PoseMetadataTest, GoldenPoseInAVersion3Map) {
 
 TEST_F(PoseMetadataTest, GoldenVersion1ArrayTable) {
     Archive a;
-    expectFileHolds(kArrayFile, 1, arrayV1(), a);
+    readGolden("array_v1.zelto", 1, a);
     a.flags = Archive::kCompressedContainers | Archive::kParallel;  // ignored for version 1
     ArrayMetadata array;
     ASSERT_TRUE(array.deserialise(a));
@@ -481,21 +405,6 @@ TEST_F(PoseMetadataTest, GoldenVersion1ArrayTable) {
     EXPECT_EQ(p->get().numJoints(), 2);
     EXPECT_EQ(p->get().jointPose(1).translation, V3d(0, -42, 1.5));
     EXPECT_FALSE(p->get().inParentSpace());
-}
-
-// Run once by hand (--gtest_also_run_disabled_tests) to make the golden files above.
-TEST_F(PoseMetadataTest, DISABLED_WriteGoldenFiles) {
-    const struct {
-        const char* name;
-        uint64_t version;
-        Bytes content;
-    } files[] = {{kPoseMapFile, 3, poseMapV3()}, {kArrayFile, 1, arrayV1()}};
-    for (const auto& f : files) {
-        Archive a(f.content.size(), 0);
-        a.version = f.version;
-        std::memcpy(a.data, f.content.data(), f.content.size());
-        ASSERT_TRUE(a.writeToFile(ZeltoTest::testDataPath(f.name)));
-    }
 }
 
 }  // namespace

@@ -105,17 +105,3 @@ TEST(Skeleton, FeetAndPelvisRegistration) {
     EXPECT_TRUE(&s.pelvis(0) == &s[3] && &s.pelvis(1) == &s[7]);
     EXPECT_TRUE(s.numPelvisChains(7) == 0u && s.pelvisChain(0, 0) == nullptr);
 }
-
-TEST(Skeleton, MemSize) {
-    Skeleton hip(1);
-    hip[0].setName("hip");
-    EXPECT_EQ(hip.memSize(), 115u);  // 2 + (3 + 94) + 8 + 2 + (2 + 2) + 2
-
-    Skeleton s(2);
-    s[0].addChild(&s[1]);  // both joints are written as "noname"
-    s.addFoot(1, 0, 1);
-    s.addPelvis(0);
-    s.addPelvis(1);
-    s.jointMetadata(1);
-    EXPECT_EQ(s.memSize(), 2u + (6 + 2 + 94) + (6 + 94) + 8 + (2 + 20) + 2 * (3 * 2 + 2));
-}

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <sstream>
@@ -15,6 +14,7 @@
 #include "core/metadata/MetadataImpl.h"
 #include "core/skeleton/SkeletonArchive.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/TestData.h"
 
 using namespace ZeltoCore;
 using Imath::V3d;
@@ -114,12 +114,6 @@ Skeleton richSkeleton() {
     return s;
 }
 
-const char* kGoldenFile = "skeleton_v5.zelto";
-std::string dataPath(const char* name) {
-    const char* dir = std::getenv("ZELTO_TEST_DATA");
-    return std::string(dir ? dir : "tests/data") + "/" + name;
-}
-
 }  // namespace
 
 TEST(SkeletonArchive, OneJointLayout) {
@@ -190,9 +184,9 @@ TEST(SkeletonArchive, RoundTripAnswersLikeTheSource) {
 TEST(SkeletonArchive, GoldenFile) {
     initZeltoCore();
     Archive a;
-    ASSERT_TRUE(a.readFromFile(dataPath(kGoldenFile))) << dataPath(kGoldenFile);
-    const Skeleton source = richSkeleton();
-    EXPECT_EQ(Bytes(a.data, a.data + a.size), written(source));  // the writer has not moved
+    const std::string path = ZeltoTest::testDataPath("skeleton_v5.zelto");
+    ASSERT_TRUE(a.readFromFile(path)) << path;
+    EXPECT_EQ(Bytes(a.data, a.data + a.size), written(richSkeleton()));  // the writer has not moved
     Skeleton back;
     a >> back;
     ASSERT_FALSE(a.failed());
@@ -200,14 +194,6 @@ TEST(SkeletonArchive, GoldenFile) {
     EXPECT_EQ(back.jointId("j9"), 9);
     EXPECT_EQ(back.legJoints(1), (std::vector<unsigned short>{5, 6, 9}));
     EXPECT_TRUE(back.midJoints(1).empty());  // 6 is skipped
-}
-
-// Run once by hand (--gtest_also_run_disabled_tests) to make the golden file above.
-TEST(SkeletonArchive, DISABLED_WriteGoldenFile) {
-    const Skeleton s = richSkeleton();
-    Archive a(s.memSize(), 0);
-    a << s;
-    ASSERT_TRUE(a.writeToFile(dataPath(kGoldenFile)));
 }
 
 TEST(SkeletonArchive, RefusedStreamsLeaveTheSkeletonAsItWas) {

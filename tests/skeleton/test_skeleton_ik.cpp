@@ -10,10 +10,8 @@
 #include "core/skeleton/Skeleton.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Matchers.h"
-#include "tools/DemoSkeleton.h"
 
 using namespace ZeltoCore;
-using Imath::M44d;
 using Imath::V3d;
 using Ids = std::vector<unsigned short>;
 using Ids32 = std::vector<unsigned int>;
@@ -162,24 +160,4 @@ TEST(SkeletonIk, PelvisChains) {
     s.clearPelvises();
     s.buildIkData();  // no pelvises: the lists stay as they were
     EXPECT_EQ(s.numPelvisChains(0), 2u);
-}
-
-TEST(SkeletonIk, DemoCharacter) {
-    ZeltoTest::LogCapture log;
-    Skeleton s = ZeltoTool::buildCharacter();
-    s.buildIkData();
-    const Poser poser(&s);
-    for (unsigned short f = 0; f < 2; ++f) {
-        const unsigned short hip = f ? 6 : 2, knee = hip + 1, ankle = hip + 2;
-        EXPECT_EQ(s.legJoints(f), (Ids{hip, knee, ankle}));
-        EXPECT_EQ(s.midJoints(f), Ids{knee});
-        EXPECT_TRUE(s.numLegSegments(f) == 2 && s.footPelvis(f) == 0);
-        V3d expected;
-        poser.getWorldBindMatrix(hip).inverse().multVecMatrix(V3d(0, 0, 30), expected);
-        EXPECT_TRUE(s.footHasPoleVector(f));
-        EXPECT_V3_NEAR(s.footPoleVector(f), expected, 1e-9);
-    }
-    ASSERT_EQ(s.numPelvisChains(0), 1u);
-    EXPECT_EQ(s.pelvisChain(0, 0)->childPelvis, 0u);
-    EXPECT_TRUE(log.warnings.empty());
 }

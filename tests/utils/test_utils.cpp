@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <optional>
 #include <random>
@@ -15,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/LogCapture.h"
-#include "tests/support/TestData.h"
 
 using namespace ZeltoUtils;
 using Bytes = std::vector<unsigned char>;
@@ -255,17 +253,4 @@ TEST(SampledCurve, CopesWithAnyStoredCurve) {
     SampledCurve empty;
     empty.resample(10);
     EXPECT_TRUE(empty.samples().empty());
-}
-
-// The golden files' folder is the source tree's tests/data, whether ctest names it or not; once
-// it exists it is a folder.
-TEST(TestData, PathNamesTheSourceTreeFolder) {
-    namespace fs = std::filesystem;
-    const fs::path file = ZeltoTest::testDataPath("golden.zelto");
-    EXPECT_EQ(file.filename(), "golden.zelto");
-    EXPECT_EQ(file.parent_path().filename(), "data");
-    EXPECT_TRUE(fs::is_directory(file.parent_path().parent_path() / "utils"));
-    if (fs::exists(file.parent_path())) {
-        EXPECT_TRUE(fs::is_directory(file.parent_path()));
-    }
 }
