@@ -26,11 +26,6 @@ void Archive::clear() {
     m_failed = false;
 }
 
-void Archive::reset() {
-    position = 0;
-    m_failed = false;
-}
-
 void Archive::resize(size_t newSize) {
     if (newSize == 0) {
         clear();

@@ -46,7 +46,10 @@ public:
     // Releases the buffer; keeps version, text and flags.
     void clear();
     // Rewinds the cursor to read back what was written; also forgets a read failure.
-    void reset();
+    void reset() {
+        position = 0;
+        m_failed = false;
+    }
     // Exactly newSize bytes, the first min(size, newSize) kept; position unchanged.
     void resize(size_t newSize);
 

@@ -1,8 +1,10 @@
 #include "core/metadata/MapMetadata.h"
 
 #include <algorithm>
+#include <cstring>
 #include <numeric>
 #include <string_view>
+#include <tuple>
 
 #include "core/metadata/internal/ContainerIO.h"
 
@@ -38,6 +40,63 @@ bool matchHeld(MapMetadata::Entries& entries, const std::vector<std::string_view
         slots[i] = &it->second;
     }
     return true;
+}
+
+// Key equality without a library call: keys are short, and a call per entry costs as much as
+// the comparison.
+bool sameKey(const std::string& held, std::string_view key) {
+    const size_t n = key.size();
+    if (held.size() != n) return false;
+    const char* a = held.data();
+    const char* b = key.data();
+    if (n < 8) {
+        for (size_t i = 0; i < n; ++i) {
+            if (a[i] != b[i]) return false;
+        }
+        return true;
+    }
+    uint64_t x = 0;
+    uint64_t y = 0;
+    for (size_t i = 0; i + 8 < n; i += 8) {
+        std::memcpy(&x, a + i, 8);
+        std::memcpy(&y, b + i, 8);
+        if (x != y) return false;
+    }
+    std::memcpy(&x, a + n - 8, 8);  // the last 8 bytes, overlapping the loop's when n % 8 != 0
+    std::memcpy(&y, b + n - 8, 8);
+    return x == y;
+}
+
+// What the checking walk over a map table learned before anything in the map changes.
+struct TableScan {
+    uint64_t used = 0;      // bytes of the rows
+    ValueRow last;          // the last row, which ends the value area
+    bool held = false;      // the map holds exactly the stored keys, in their order
+    bool ascending = true;  // stored keys ascend strictly (known only when asked for)
+};
+
+// Checks `count` rows of the table at `table` and compares their keys with the held ones in
+// order; slots[i] (room for count when the sizes match) then points at the value of row i.
+bool scanTable(const unsigned char* table, uint64_t bytes, uint64_t count,
+               MapMetadata::Entries& entries, bool wantOrder, std::shared_ptr<Metadata>** slots,
+               TableScan& scan) {
+    scan.held = count == entries.size();
+    auto it = entries.begin();
+    std::string_view previous;
+    size_t i = 0;
+    const bool ok = internal::walkMapRows(
+        table, bytes, count, scan.used, [&](std::string_view key, const ValueRow& row) {
+            if (scan.held) {
+                scan.held = sameKey(it->first, key);
+                slots[i] = &(it++)->second;
+            }
+            // Up to a mismatch the keys were the held ones, which ascend.
+            if (!scan.held && wantOrder && i > 0 && scan.ascending) scan.ascending = previous < key;
+            previous = key;
+            scan.last = row;
+            ++i;
+        });
+    return ok;
 }
 
 }  // namespace
@@ -132,25 +191,74 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     if (archive.size == 0) return false;
     const uint64_t start = archive.position;
     uint32_t id = 0;
-    if (!archive.read(&id, sizeof(id)) || id != staticTypeId()) {
+    uint64_t count = 0;
+    uint64_t tableSize = 0;
+    if (!archive.read(&id, sizeof(id)) || id != staticTypeId() ||
+        !archive.readCount(count, internal::kMapRowBytes) ||
+        !archive.read(&tableSize, sizeof(tableSize))) {
         archive.position = start;
         return false;
     }
 
-    // The whole table first: nothing in the map changes until it has been read intact. Keys
-    // stay views into the buffer until they are needed as map keys.
-    std::vector<std::string_view> keys;
-    std::vector<ValueRow> rows;
-    if (!internal::readMapTable(archive, keys, rows)) {
+    // One walk checks the whole table before anything in the map changes and compares its keys,
+    // as views, with the held ones.
+    const unsigned char* const table = archive.data + archive.position;
+    const uint64_t bytes = archive.remaining();
+    const bool sameSize = count == m_entries.size();
+    const bool parallel =
+        (archive.flags & Archive::kParallel) != 0 && internal::worthParallel(count, bytes);
+    std::unique_ptr<std::shared_ptr<Metadata>*[]> slots(
+        sameSize && count ? new std::shared_ptr<Metadata>*[count] : nullptr);
+    TableScan scan;
+    if (!scanTable(table, bytes, count, m_entries, sameSize || parallel, slots.get(), scan)) {
+        archive.setFailed();
         archive.position = start;
         return false;
     }
+    // Parallel reads, and held keys stored out of order, take the general path.
+    if (parallel || (sameSize && !scan.held && !scan.ascending)) {
+        archive.position = start + sizeof(id);
+        return deserialiseRows(archive);
+    }
+
+    // One more walk reads every value straight into its entry: in place when the map holds
+    // exactly the stored keys, otherwise into new entries, inserted at the end while the keys
+    // ascend (a repeated key keeps its last row).
+    archive.position += scan.used;
+    const uint64_t areaStart = archive.position;
+    internal::ReadDepth depth;
+    internal::RowReader reader(archive, areaStart, depth.tooDeep());
+    bool intact = !depth.tooDeep();
+    if (!scan.held) m_entries.clear();
+    size_t i = 0;
+    uint64_t used = 0;
+    internal::walkMapRows(
+        table, bytes, count, used, [&](std::string_view key, const ValueRow& row) {
+            if (scan.held) {
+                // Nodes and values live in separate heap blocks: fetch them ahead in two stages.
+                if (i + 16 < count) __builtin_prefetch(slots[i + 16]);
+                if (i + 8 < count) __builtin_prefetch(slots[i + 8]->get());
+                intact = reader.read(row, *slots[i++], true) && intact;
+                return;
+            }
+            auto node = m_entries.emplace_hint(m_entries.end(), std::piecewise_construct,
+                                               std::forward_as_tuple(key), std::forward_as_tuple());
+            intact = reader.read(row, node->second, false) && intact;
+        });
+    archive.position = count ? internal::areaEnd(archive, areaStart, scan.last) : areaStart;
+    if (!intact) archive.setFailed();
+    return intact;
+}
+
+bool MapMetadata::deserialiseRows(Archive& archive) {
+    std::vector<std::string_view> keys;
+    std::vector<ValueRow> rows;
+    internal::readMapTable(archive, keys, rows);  // checked by the caller
     const uint64_t count = rows.size();
     const uint64_t areaStart = archive.position;
 
     // Every row reads straight into its entry's slot. Held values are reused when the map holds
-    // exactly the stored keys (compared as views, nothing allocated per entry).
-    // A map's keys ascend, so stored keys that match them in order need no other check.
+    // exactly the stored keys.
     std::vector<std::shared_ptr<Metadata>*> slots(count);
     const bool sameSize = count == m_entries.size();
     bool inPlace = sameSize && matchHeld(m_entries, keys, true, slots);

@@ -124,6 +124,9 @@ public:
 private:
     bool serialisePlain(Archive& archive) const;
     bool deserialisePlain(Archive& archive);
+    // The plain read through lists of keys and rows, for parallel reads and tables out of key
+    // order; the cursor stands after the type id of a table already checked.
+    bool deserialiseRows(Archive& archive);
 
     Entries m_entries;
 };

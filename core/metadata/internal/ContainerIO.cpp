@@ -8,56 +8,32 @@ namespace ZeltoCore {
 namespace internal {
 namespace {
 
-// Nesting limit for reading: a crafted archive of containers inside containers could otherwise
-// recurse until the stack runs out. Real property bags are a handful of levels deep.
+// Nesting limit for reading (see ReadDepth); real property bags are a handful of levels deep.
 constexpr int kMaxReadDepth = 200;
 constexpr size_t kSlotAhead = 16;
 constexpr size_t kValueAhead = 8;
 thread_local int t_readDepth = 0;
 
-struct DepthGuard {
-    DepthGuard() { ++t_readDepth; }
-    ~DepthGuard() { --t_readDepth; }
-    bool tooDeep() const { return t_readDepth > kMaxReadDepth; }
-};
+}  // namespace
 
-// New values for one run of reads: the factory is asked once per type id met, later values of
-// that type are clones of its first, empty one (one allocation, no registry lookups).
-class ValueMaker {
-public:
-    // At most `types` prototypes are kept (0: every value straight from the factory, for a
-    // single read). Bounded, so that an archive of many distinct (say unknown) ids stays linear.
-    explicit ValueMaker(size_t types) : m_maxTypes(types) {}
-
-    std::shared_ptr<Metadata> make(unsigned int id) {
-        for (const auto& [known, prototype] : m_prototypes) {
-            if (known == id) return prototype ? prototype->clone() : nullptr;
-        }
-        std::shared_ptr<Metadata> value = MetadataFactory::instance().createMetadata(id);
-        if (m_prototypes.size() < m_maxTypes) {
-            m_prototypes.emplace_back(id, value);
-            if (value) return value->clone();
-        }
-        return value;
-    }
-
-private:
-    size_t m_maxTypes;
-    std::vector<std::pair<unsigned int, std::shared_ptr<Metadata>>> m_prototypes;
-};
-
-void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlace, ValueMaker& maker) {
-    const unsigned int id = view.peekTypeId();
-    if (inPlace) {
-        if (!slot) return;
-        if (slot->typeId() != id) slot = maker.make(id);
-    } else {
-        slot = maker.make(id);
-    }
-    if (slot && (!slot->deserialise(view) || view.failed())) slot.reset();
+ReadDepth::ReadDepth() {
+    ++t_readDepth;
+}
+ReadDepth::~ReadDepth() {
+    --t_readDepth;
+}
+bool ReadDepth::tooDeep() const {
+    return t_readDepth > kMaxReadDepth;
 }
 
-}  // namespace
+std::shared_ptr<Metadata> ValueMaker::makeFirst(unsigned int id) {
+    std::shared_ptr<Metadata> value = MetadataFactory::instance().createMetadata(id);
+    if (m_prototypes.size() < m_maxTypes) {
+        m_prototypes.emplace_back(id, value);
+        if (value) return value->clone();
+    }
+    return value;
+}
 
 bool readMapTable(Archive& archive, std::vector<std::string_view>& keys,
                   std::vector<ValueRow>& rows) {
@@ -130,8 +106,10 @@ bool readArrayTable(Archive& archive, std::vector<ValueRow>& rows) {
 }
 
 uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows) {
-    if (rows.empty()) return areaStart;
-    const ValueRow& last = rows.back();
+    return rows.empty() ? areaStart : areaEnd(archive, areaStart, rows.back());
+}
+
+uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const ValueRow& last) {
     const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
     return last.offset <= available && last.size <= available - last.offset
                ? areaStart + last.offset + last.size
@@ -147,36 +125,20 @@ bool writeValue(Archive& archive, uint64_t begin, uint64_t end, const Metadata& 
 bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows,
                    const std::vector<std::shared_ptr<Metadata>*>& slots, bool inPlace,
                    bool parallel) {
-    DepthGuard depth;
-    const uint64_t available = archive.size > areaStart ? archive.size - areaStart : 0;
+    ReadDepth depth;
     const bool tooDeep = depth.tooDeep();
     std::atomic<bool> intact{!tooDeep};
     const uint64_t area = areaEnd(archive, areaStart, rows) - areaStart;
     parallel = parallel && worthParallel(rows.size(), area);
     forEachRange(rows.size(), parallel, [&](size_t begin, size_t end) {
-        ArchiveView view(archive, 0, 0);
-        ValueMaker maker(16);
+        RowReader reader(archive, areaStart, tooDeep);
         for (size_t i = begin; i < end; ++i) {
             // Slots and values live in separate heap blocks (map nodes, value objects): fetch
             // them ahead in two stages, as a walk over a large bag otherwise waits on each.
             if (i + kSlotAhead < end) __builtin_prefetch(slots[i + kSlotAhead]);
             if (i + kValueAhead < end) __builtin_prefetch(slots[i + kValueAhead]->get());
-            const ValueRow& row = rows[i];
-            std::shared_ptr<Metadata>& slot = *slots[i];
-            // Every value starts with a 4-byte type id; a shorter row cannot hold one.
-            const bool inside = row.offset <= available && row.size <= available - row.offset &&
-                                (row.size == 0 || row.size >= sizeof(uint32_t));
-            if (!inside || tooDeep) {
+            if (!reader.read(rows[i], *slots[i], inPlace))
                 intact.store(false, std::memory_order_relaxed);
-                slot.reset();
-                continue;
-            }
-            if (row.size == 0) {
-                slot.reset();
-                continue;
-            }
-            view.aim(areaStart + row.offset, areaStart + row.offset + row.size);
-            readInto(view, slot, inPlace, maker);
         }
     });
     return intact.load();
@@ -192,7 +154,7 @@ bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector
 }
 
 void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlace) {
-    DepthGuard depth;
+    ReadDepth depth;
     if (depth.tooDeep()) {
         slot.reset();
         return;
@@ -202,7 +164,7 @@ void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlac
 }
 
 std::shared_ptr<Metadata> readNextValue(Archive& archive) {
-    DepthGuard depth;
+    ReadDepth depth;
     std::shared_ptr<Metadata> value;
     if (!depth.tooDeep()) {
         ArchiveView view(archive, archive.position, archive.size);

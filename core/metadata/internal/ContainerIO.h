@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/archive/Archive.h"
@@ -109,6 +110,8 @@ bool readArrayTable(Archive& archive, std::vector<ValueRow>& rows);
 // Where a read of a value area at `areaStart` leaves the cursor: after the last row's value, or
 // the end of the buffer when that row points outside it.
 uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const std::vector<ValueRow>& rows);
+// The same given the last row.
+uint64_t areaEnd(const Archive& archive, uint64_t areaStart, const ValueRow& last);
 
 // Walks `count` map table rows in [table, table + bytes), calling visit(key, row) with the key as
 // a view into the table. False, as soon as it shows, when a row runs past the end; `used` is then
@@ -218,6 +221,87 @@ void forEachIndex(size_t count, bool parallel, const Item& item) {
 // Serialises `value` into bytes [begin, end) of `archive`'s buffer; false when it did not fill
 // them exactly (its memSize() and serialise() disagree).
 bool writeValue(Archive& archive, uint64_t begin, uint64_t end, const Metadata& value);
+
+// Counts nested container reads on this thread for as long as it lives: a crafted archive of
+// containers inside containers could otherwise recurse until the stack runs out.
+class ReadDepth {
+public:
+    ReadDepth();
+    ~ReadDepth();
+    ReadDepth(const ReadDepth&) = delete;
+    ReadDepth& operator=(const ReadDepth&) = delete;
+    bool tooDeep() const;
+};
+
+// New values for one run of reads: the factory is asked once per type id met, later values of
+// that type are clones of its first, empty one (one allocation, no registry lookups).
+class ValueMaker {
+public:
+    // At most `types` prototypes are kept (0: every value straight from the factory, for a
+    // single read). Bounded, so that an archive of many distinct (say unknown) ids stays linear.
+    explicit ValueMaker(size_t types) : m_maxTypes(types) {}
+
+    std::shared_ptr<Metadata> make(unsigned int id) {
+        for (const auto& [known, prototype] : m_prototypes) {
+            if (known == id) return prototype ? prototype->clone() : nullptr;
+        }
+        return makeFirst(id);
+    }
+
+private:
+    std::shared_ptr<Metadata> makeFirst(unsigned int id);
+
+    size_t m_maxTypes;
+    std::vector<std::pair<unsigned int, std::shared_ptr<Metadata>>> m_prototypes;
+};
+
+// Reads the value at the cursor of `view` into `slot` (see readRowValues for `inPlace`); the
+// slot ends empty when the type is unknown or the value damaged.
+inline void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlace,
+                     ValueMaker& maker) {
+    const unsigned int id = view.peekTypeId();
+    if (inPlace) {
+        if (!slot) return;
+        if (slot->typeId() != id) slot = maker.make(id);
+    } else {
+        slot = maker.make(id);
+    }
+    if (slot && (!slot->deserialise(view) || view.failed())) slot.reset();
+}
+
+// Reads values at rows of one value area, one after another, through one view and one maker.
+class RowReader {
+public:
+    RowReader(const Archive& archive, uint64_t areaStart, bool tooDeep)
+        : m_view(archive, 0, 0),
+          m_maker(16),
+          m_areaStart(areaStart),
+          m_available(archive.size > areaStart ? archive.size - areaStart : 0),
+          m_tooDeep(tooDeep) {}
+
+    // The value of `row` into `slot` by the rules of readRowValues; false (slot emptied) when
+    // the row lies outside the buffer.
+    bool read(const ValueRow& row, std::shared_ptr<Metadata>& slot, bool inPlace) {
+        // Every value starts with a 4-byte type id; a shorter row cannot hold one.
+        const bool inside = row.offset <= m_available && row.size <= m_available - row.offset &&
+                            (row.size == 0 || row.size >= sizeof(uint32_t));
+        if (!inside || m_tooDeep || row.size == 0) {
+            slot.reset();
+            return inside && !m_tooDeep;
+        }
+        const uint64_t begin = m_areaStart + row.offset;
+        m_view.aim(begin, begin + row.size);
+        readInto(m_view, slot, inPlace, m_maker);
+        return true;
+    }
+
+private:
+    ArchiveView m_view;
+    ValueMaker m_maker;
+    uint64_t m_areaStart;
+    uint64_t m_available;
+    bool m_tooDeep;
+};
 
 // Reads the plain value of every row of a value area into *slots[i] (one distinct slot per row).
 //

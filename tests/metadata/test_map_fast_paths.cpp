@@ -1,0 +1,195 @@
+// Map reads into an empty map and into one that already holds keys end with equal maps, whatever
+// the held keys and types, in the plain, compressed and parallel forms; damaged tables change
+// nothing even when the held keys match.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/metadata/ArrayMetadata.h"
+#include "core/metadata/TypedArrayMetadata.h"
+#include "tests/metadata/ProbeMetadata.h"
+#include "tests/metadata/ValueSamples.h"
+
+namespace {
+
+using namespace ZeltoCore;
+using ZeltoTest::Bytes;
+using ZeltoTest::contents;
+using ZeltoTest::intOf;
+using ZeltoTest::intProbe;
+using ZeltoTest::loadBytes;
+using ZeltoTest::sample;
+using ZeltoTest::serialised;
+using MapFastPathTest = ZeltoTest::ContainerTest;
+
+// Every scalar and typed array type of the value list with a non-default value, plus a nested
+// map and array; `filler` extra doubles make the map big enough for flag 4 to use threads.
+MapMetadata everyType(int filler) {
+    MapMetadata m;
+#define ZELTO_TEST_ADD_(want, layer, group, T, Name, arrays)                               \
+    ZELTO_VALUE_WHEN(                                                                      \
+        layer, want, m.insertEntry(#Name, std::make_shared<MetadataImpl<T>>(sample<T>())); \
+        ZELTO_VALUE_WHEN(                                                                  \
+            arrays, withArray,                                                             \
+            m.insertEntry(#Name "[]", std::make_shared<TypedArrayMetadata<T>>(             \
+                                          std::vector<T>{sample<T>(), sample<T>()}));))
+    ZELTO_VALUE_TYPES(ZELTO_TEST_ADD_, metadata)
+#undef ZELTO_TEST_ADD_
+    MapMetadata inner;
+    inner.insertEntry("x", intProbe(3));
+    inner.insertEntry("y", std::make_shared<MetadataImpl<std::string>>("inner"));
+    ArrayMetadata list;
+    list.push_back(inner.clone());
+    list.push_back(intProbe(4));
+    m.insertEntry("nested", inner.clone());
+    m.insertEntry("list", list.clone());
+    for (int i = 0; i < filler; ++i)
+        m.insertEntry("filler_" + std::to_string(i), std::make_shared<MetadataImpl<double>>(i));
+    return m;
+}
+
+// The keys of `source` with default values of the same types (new objects).
+MapMetadata defaultsOf(const MapMetadata& source) {
+    MapMetadata m;
+    for (const auto& [key, value] : source)
+        m.insertEntry(key, MetadataFactory::instance().createMetadata(value->typeId()));
+    return m;
+}
+
+std::string hashText(const Metadata& m) {
+    std::ostringstream s;
+    s << ZeltoTest::hashOf(m);
+    return s.str();
+}
+
+TEST_F(MapFastPathTest, HeldAndFreshReadsAgreeForEveryTypeAndForm) {
+    for (uint64_t flags : {0u, 2u, 4u, 6u}) {
+        SCOPED_TRACE(flags);
+        const MapMetadata source = everyType(flags & 4 ? 9000 : 0);
+        const std::string bytes = serialised(source, flags);
+        // Targets: empty, exactly the keys (defaults), one key retyped, one more key, one fewer.
+        std::vector<MapMetadata> targets(5);
+        targets[1] = defaultsOf(source);
+        targets[2] = defaultsOf(source);
+        targets[2].insertEntry("Double", intProbe(0));
+        targets[3] = defaultsOf(source);
+        targets[3].insertEntry("zz extra", intProbe(0));
+        targets[4] = defaultsOf(source);
+        targets[4].eraseEntry("Float");
+        const auto heldString = targets[1].getEntry("String");
+        for (MapMetadata& target : targets) {
+            Archive archive;
+            loadBytes(archive, bytes, flags);
+            EXPECT_TRUE(target.deserialise(archive));
+            EXPECT_FALSE(archive.failed());
+            EXPECT_EQ(archive.position, archive.size);
+            EXPECT_EQ(target.size(), source.size());
+            EXPECT_EQ(serialised(target, flags), bytes);
+            EXPECT_EQ(hashText(target), hashText(source));
+            EXPECT_EQ(target.getEntry("Double")->typeId(), source.getEntry("Double")->typeId());
+        }
+        // The exact keys read in place in the plain forms; the compressed form makes new values.
+        const bool inPlace = !(flags & 2);
+        EXPECT_EQ(targets[1].getEntry("String") == heldString, inPlace);
+        if (inPlace) {
+            EXPECT_EQ(std::static_pointer_cast<MetadataImpl<std::string>>(heldString)->get(),
+                      sample<std::string>());
+        }
+    }
+}
+
+// Two int rows under keys k1 and k2 (values 1 and 2), the second key spelt `second`.
+std::string twoRows(const std::string& second) {
+    return Bytes()
+        .u32(1)
+        .u64(2)
+        .u64(2 * 24 + 2 + second.size())
+        .u64(2)
+        .str("k1")
+        .u64(8)
+        .u64(0)
+        .u64(second.size())
+        .str(second)
+        .u64(8)
+        .u64(8)
+        .u32(901)
+        .num<int32_t>(1)
+        .u32(901)
+        .num<int32_t>(2)
+        .b;
+}
+
+// Held keys matching up to the last row, a cut table, a cut value area: held objects are written
+// only when every key matches, and a damaged table changes nothing.
+TEST_F(MapFastPathTest, HeldValuesChangeOnlyOnAFullMatch) {
+    for (uint64_t flags : {0u, 4u}) {
+        SCOPED_TRACE(flags);
+        MapMetadata m;
+        m.insertEntry("k1", intProbe(7));
+        m.insertEntry("k2", intProbe(8));
+        const auto k1 = m.getEntry("k1");
+        Archive archive;
+
+        // Last key differs: every value is new, the held one keeps its value.
+        loadBytes(archive, twoRows("k3"), flags);
+        EXPECT_TRUE(m.deserialise(archive));
+        EXPECT_EQ(contents(m), "k1=1 k3=2 ");
+        EXPECT_NE(m.getEntry("k1"), k1);
+        EXPECT_EQ(intOf(k1), 7);
+
+        // Same keys: in place.
+        m = MapMetadata();
+        m.insertEntry("k1", k1);
+        m.insertEntry("k2", intProbe(8));
+        loadBytes(archive, twoRows("k2"), flags);
+        EXPECT_TRUE(m.deserialise(archive));
+        EXPECT_EQ(m.getEntry("k1"), k1);
+        EXPECT_EQ(intOf(k1), 1);
+
+        // A table cut inside the last row: false, cursor back, map and values untouched.
+        static_cast<ZeltoTest::IntProbe&>(*k1).value = 5;
+        const std::string whole = twoRows("k2");
+        for (size_t cut : {size_t(30), size_t(20 + 24 + 2 + 10), size_t(4)}) {
+            loadBytes(archive, whole.substr(0, cut), flags);
+            EXPECT_FALSE(m.deserialise(archive)) << cut;
+            EXPECT_EQ(archive.position, 0u);
+            EXPECT_EQ(contents(m), "k1=5 k2=2 ") << cut;
+            EXPECT_EQ(m.getEntry("k1"), k1);
+        }
+        // A cut value area: the table is whole, the first value reads, the second is gone.
+        loadBytes(archive, whole.substr(0, whole.size() - 2), flags);
+        EXPECT_FALSE(m.deserialise(archive));
+        EXPECT_TRUE(archive.failed());
+        EXPECT_EQ(archive.position, archive.size);
+        EXPECT_EQ(contents(m), "k1=1 k2=- ");
+    }
+}
+
+// A key length past the table, or an absurd count, fails before anything is allocated or
+// changed, held keys or not.
+TEST_F(MapFastPathTest, AbsurdLengthsFailCleanly) {
+    std::string bytes = twoRows("k2");
+    Bytes huge;
+    huge.u64(uint64_t(1) << 62);
+    bytes.replace(20 + 26, 8, huge.b);  // the second key's length
+    std::string count = twoRows("k2");
+    count.replace(4, 8, huge.b);
+    for (const std::string& bad : {bytes, count}) {
+        for (bool held : {false, true}) {
+            MapMetadata m;
+            m.insertEntry("k1", intProbe(7));
+            if (held) m.insertEntry("k2", intProbe(8));
+            Archive archive;
+            loadBytes(archive, bad);
+            EXPECT_FALSE(m.deserialise(archive));
+            EXPECT_TRUE(archive.failed());
+            EXPECT_EQ(archive.position, 0u);
+            EXPECT_EQ(contents(m), held ? "k1=7 k2=8 " : "k1=7 ");
+        }
+    }
+}
+
+}  // namespace
