@@ -12,6 +12,7 @@ namespace {
 using M44d = Imath::Matrix44<double>;
 using M44f = Imath::Matrix44<float>;
 using detail::Affine;
+using detail::Lanes;
 using detail::Rows;
 
 // Where a pass reads M(j): the pose's joint transform (parent space), the pose's then the bind
@@ -26,27 +27,45 @@ enum class Space { Parent, Local, Bind };
 
 template <class T, Space S>
 struct LocalMatrices {
+    using Block = Affine<Lanes<T>>;
     const Skeleton& skeleton;
     const JointPose* poses;  // null for the bind pose
     unsigned short numJoints;
 
-    Affine<T> bind(unsigned short j) const {
+    detail::TransformRef bindRef(unsigned short j) const {
         const Joint& joint = skeleton.joint(j);
-        return Affine<T>::of(joint.rotation(), joint.translation(), joint.scale());
+        return {&joint.rotation(), &joint.translation(), &joint.scale()};
     }
-    Affine<T> posed(unsigned short j) const {
+    detail::TransformRef posedRef(unsigned short j) const {
         const JointPose& p = poses[j];
-        return Affine<T>::of(p.rotation, p.translation, p.scale);
+        return {&p.rotation, &p.translation, &p.scale};
     }
-    // M(j).
-    Rows<T> local(unsigned short j) const {
-        if (S == Space::Bind) return bind(j).rows();
-        return S == Space::Parent ? posed(j).rows() : posed(j) * bind(j).rows();
+    // M(j), from M(j) = posed * bind with the transforms at hand.
+    template <class A, class Get>
+    static A compose(Get get, unsigned short j) {
+        if (S == Space::Bind) return get(j, true);
+        return S == Space::Parent ? get(j, false) : get(j, false) * get(j, true);
     }
-    // M(j) * above, without forming M(j) first.
-    Rows<T> below(unsigned short j, const Rows<T>& above) const {
-        if (S == Space::Bind) return bind(j) * above;
-        return S == Space::Parent ? posed(j) * above : posed(j) * (bind(j) * above);
+    Affine<T> local(unsigned short j) const {
+        return compose<Affine<T>>(
+            [this](unsigned short k, bool bind) {
+                const detail::TransformRef x = bind ? bindRef(k) : posedRef(k);
+                return Affine<T>::of(*x.rotation, *x.translation, *x.scale);
+            },
+            j);
+    }
+    // M(first) ... M(first + 3) in lanes; ids past the joints repeat the last one.
+    Block localBlock(unsigned short first) const {
+        return compose<Block>(
+            [this](unsigned short k, bool bind) {
+                detail::TransformRef x[4];
+                for (unsigned short l = 0; l < 4; ++l) {
+                    const unsigned short j = k + l < numJoints ? k + l : numJoints - 1;
+                    x[l] = bind ? bindRef(j) : posedRef(j);
+                }
+                return detail::affineBlock<T>(x);
+            },
+            first);
     }
 
     // M(j) times the local matrices of its ancestors, up to the first ancestor whose id is below
@@ -54,28 +73,34 @@ struct LocalMatrices {
     // joints contribute nothing.
     Rows<T> walk(unsigned short j, unsigned short evaluated,
                  const Imath::Matrix44<T>* world) const {
-        Rows<T> w = local(j);
+        Affine<T> w = local(j);
         const Joint* stop =
             detail::forEachAncestor(skeleton, skeleton.joint(j), [&](const Joint& a) {
                 if (a.id() < evaluated) return false;
-                if (a.id() < numJoints) w = Affine<T>::of(w) * local(a.id());
+                if (a.id() < numJoints) w = w * local(a.id());
                 return true;
             });
-        if (stop) w = Affine<T>::of(w) * Rows<T>::load(world[stop->id()]);
-        return w;
+        return stop ? w * Rows<T>::load(world[stop->id()]) : w.rows();
     }
 
-    // One pass in id order. A joint whose parent comes later walks up to the first ancestor the
-    // pass has already evaluated, so the result never depends on what `world` held before.
+    // One pass in id order, local matrices built four at a time. A joint whose parent comes later
+    // walks up to the first ancestor the pass has already evaluated, so the result never depends
+    // on what `world` held before.
     ZELTO_ALWAYS_INLINE void evaluateAll(Imath::Matrix44<T>* world) const {
-        for (unsigned short j = 0; j < numJoints; ++j) {
-            const Joint* parent = detail::parentInSkeleton(skeleton, skeleton.joint(j));
-            if (!parent) {
-                local(j).store(world[j]);
-            } else if (parent->id() < j) {
-                below(j, Rows<T>::load(world[parent->id()])).store(world[j]);
-            } else {
-                walk(j, j, world).store(world[j]);
+        // Not unsigned short: the block start passes 65535 for the largest skeletons.
+        for (unsigned first = 0; first < numJoints; first += 4) {
+            const Block block = localBlock(static_cast<unsigned short>(first));
+            const unsigned end = numJoints - first > 4 ? first + 4 : numJoints;
+            for (unsigned short j = static_cast<unsigned short>(first); j < end; ++j) {
+                const detail::AffineLane<T> m{block, static_cast<int>(j - first)};
+                const Joint* parent = detail::parentInSkeleton(skeleton, skeleton.joint(j));
+                if (!parent) {
+                    detail::affineRows<T>(m).store(world[j]);
+                } else if (parent->id() < j) {
+                    detail::affineTimes(m, Rows<T>::load(world[parent->id()])).store(world[j]);
+                } else {
+                    walk(j, j, world).store(world[j]);
+                }
             }
         }
     }

@@ -12,6 +12,8 @@
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
 
+#include <utility>
+
 namespace ZeltoCore {
 namespace detail {
 
@@ -21,17 +23,37 @@ namespace detail {
 template <class T>
 struct Lanes {
     typedef T Vector __attribute__((vector_size(4 * sizeof(T))));
+    typedef double Doubles __attribute__((vector_size(4 * sizeof(double))));
     Vector v;
     static Lanes splat(T a) { return {Vector{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {Vector{a, b, c, d}}; }
+    // Four doubles rounded to T, as T(a), T(b), ... would.
+    static Lanes convert(double a, double b, double c, double d) {
+        return {__builtin_convertvector((Doubles{a, b, c, d}), Vector)};
+    }
     static Lanes load(const T* p) {
         Lanes l;
         __builtin_memcpy(&l.v, p, sizeof(Vector));
         return l;
     }
     void store(T* p) const { __builtin_memcpy(p, &v, sizeof(Vector)); }
+    T operator[](int i) const { return v[i]; }
+    // Rows become columns.
+    static void transpose(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
+        const Vector ab0 = __builtin_shufflevector(a.v, b.v, 0, 4, 1, 5);
+        const Vector ab1 = __builtin_shufflevector(a.v, b.v, 2, 6, 3, 7);
+        const Vector cd0 = __builtin_shufflevector(c.v, d.v, 0, 4, 1, 5);
+        const Vector cd1 = __builtin_shufflevector(c.v, d.v, 2, 6, 3, 7);
+        a.v = __builtin_shufflevector(ab0, cd0, 0, 1, 4, 5);
+        b.v = __builtin_shufflevector(ab0, cd0, 2, 3, 6, 7);
+        c.v = __builtin_shufflevector(ab1, cd1, 0, 1, 4, 5);
+        d.v = __builtin_shufflevector(ab1, cd1, 2, 3, 6, 7);
+    }
     friend Lanes operator+(const Lanes& a, const Lanes& b) { return {a.v + b.v}; }
+    friend Lanes operator-(const Lanes& a, const Lanes& b) { return {a.v - b.v}; }
     friend Lanes operator*(const Lanes& a, const Lanes& b) { return {a.v * b.v}; }
+    friend Lanes operator-(T a, const Lanes& b) { return {a - b.v}; }
+    friend Lanes operator*(T a, const Lanes& b) { return {a * b.v}; }
 };
 #else
 template <class T>
@@ -39,17 +61,36 @@ struct Lanes {
     T v[4];
     static Lanes splat(T a) { return {{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {{a, b, c, d}}; }
+    static Lanes convert(double a, double b, double c, double d) {
+        return {{T(a), T(b), T(c), T(d)}};
+    }
     static Lanes load(const T* p) { return {{p[0], p[1], p[2], p[3]}}; }
     void store(T* p) const {
         for (int i = 0; i < 4; ++i)
             p[i] = v[i];
     }
+    T operator[](int i) const { return v[i]; }
+    static void transpose(Lanes& a, Lanes& b, Lanes& c, Lanes& d) {
+        Lanes* m[4] = {&a, &b, &c, &d};
+        for (int i = 0; i < 4; ++i)
+            for (int k = i + 1; k < 4; ++k)
+                std::swap(m[i]->v[k], m[k]->v[i]);
+    }
+    template <class F>
+    static Lanes apply(F f) {
+        return {{f(0), f(1), f(2), f(3)}};
+    }
     friend Lanes operator+(const Lanes& a, const Lanes& b) {
-        return {{a.v[0] + b.v[0], a.v[1] + b.v[1], a.v[2] + b.v[2], a.v[3] + b.v[3]}};
+        return apply([&](int i) { return a.v[i] + b.v[i]; });
+    }
+    friend Lanes operator-(const Lanes& a, const Lanes& b) {
+        return apply([&](int i) { return a.v[i] - b.v[i]; });
     }
     friend Lanes operator*(const Lanes& a, const Lanes& b) {
-        return {{a.v[0] * b.v[0], a.v[1] * b.v[1], a.v[2] * b.v[2], a.v[3] * b.v[3]}};
+        return apply([&](int i) { return a.v[i] * b.v[i]; });
     }
+    friend Lanes operator-(T a, const Lanes& b) { return splat(a) - b; }
+    friend Lanes operator*(T a, const Lanes& b) { return splat(a) * b; }
 };
 #endif
 
@@ -68,54 +109,114 @@ struct Rows {
     }
 };
 
-// An affine transform as scalars: the upper 3x3 and the translation row.
-template <class T>
-struct Affine {
-    T a[3][3];
-    T t[3];
+// c = a * b, a affine, b as rows: c_i = a_i0 * b_0 + a_i1 * b_1 + a_i2 * b_2 for the rotation
+// rows, c_3 = a_30 * b_0 + a_31 * b_1 + a_32 * b_2 + b_3. a(i, k) gives a's scalars, row 3 being
+// the translation.
+template <class T, class A>
+inline Rows<T> affineTimes(const A& a, const Rows<T>& b) {
+    using L = Lanes<T>;
+    Rows<T> c;
+    for (int i = 0; i < 4; ++i) {
+        c.r[i] =
+            L::splat(a(i, 0)) * b.r[0] + L::splat(a(i, 1)) * b.r[1] + L::splat(a(i, 2)) * b.r[2];
+    }
+    c.r[3] = c.r[3] + b.r[3];
+    return c;
+}
 
-    Rows<T> rows() const {
-        using L = Lanes<T>;
-        return {{L::set(a[0][0], a[0][1], a[0][2], 0), L::set(a[1][0], a[1][1], a[1][2], 0),
-                 L::set(a[2][0], a[2][1], a[2][2], 0), L::set(t[0], t[1], t[2], 1)}};
+// The rows of affine a, read as for affineTimes().
+template <class T, class A>
+inline Rows<T> affineRows(const A& a) {
+    using L = Lanes<T>;
+    return {{L::set(a(0, 0), a(0, 1), a(0, 2), 0), L::set(a(1, 0), a(1, 1), a(1, 2), 0),
+             L::set(a(2, 0), a(2, 1), a(2, 2), 0), L::set(a(3, 0), a(3, 1), a(3, 2), 1)}};
+}
+
+// An affine transform as scalars, the upper 3x3 and the translation row: V is T, or Lanes<T>
+// for four transforms at once (one per lane, each lane doing the scalar operations in the same
+// order, so giving the same bits).
+template <class V>
+struct Affine {
+    V a[3][3];
+    V t[3];
+
+    // S * R * T of a joint transform (JointPose::matrix): the quaternion converted by Imath,
+    // each rotation row scaled by its scale component.
+    static Affine of(const Imath::Quat<V>& q, const V (&t)[3], const V (&s)[3]) {
+        const Imath::Matrix33<V> r = q.toMatrix33();
+        return {{{r[0][0] * s[0], r[0][1] * s[0], r[0][2] * s[0]},
+                 {r[1][0] * s[1], r[1][1] * s[1], r[1][2] * s[1]},
+                 {r[2][0] * s[2], r[2][1] * s[2], r[2][2] * s[2]}},
+                {t[0], t[1], t[2]}};
+    }
+    // The same from doubles converted to V first (scalar V).
+    static Affine of(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
+                     const Imath::Vec3<double>& s) {
+        return of(Imath::Quat<V>(q), {V(t.x), V(t.y), V(t.z)}, {V(s.x), V(s.y), V(s.z)});
     }
 
-    static Affine of(const Imath::Matrix44<T>& m) {
+    static Affine of(const Imath::Matrix44<V>& m) {
         return {
             {{m[0][0], m[0][1], m[0][2]}, {m[1][0], m[1][1], m[1][2]}, {m[2][0], m[2][1], m[2][2]}},
             {m[3][0], m[3][1], m[3][2]}};
     }
-    static Affine of(const Rows<T>& rows) {
-        Imath::Matrix44<T> m;
-        rows.store(m);
-        return of(m);
-    }
 
-    // S * R * T of a joint transform (JointPose::matrix) in T: the quaternion is converted first,
-    // each rotation row scaled by its scale component.
-    static Affine of(const Imath::Quat<double>& q, const Imath::Vec3<double>& t,
-                     const Imath::Vec3<double>& s) {
-        const Imath::Matrix33<T> r = Imath::Quat<T>(q).toMatrix33();
-        const T sx = T(s.x), sy = T(s.y), sz = T(s.z);
-        return {{{r[0][0] * sx, r[0][1] * sx, r[0][2] * sx},
-                 {r[1][0] * sy, r[1][1] * sy, r[1][2] * sy},
-                 {r[2][0] * sz, r[2][1] * sz, r[2][2] * sz}},
-                {T(t.x), T(t.y), T(t.z)}};
-    }
+    // Scalar i of row k (row 3: the translation).
+    const V& operator()(int i, int k) const { return i < 3 ? a[i][k] : t[k]; }
 
-    // *this * b, b affine.
-    Rows<T> operator*(const Rows<T>& b) const {
-        using L = Lanes<T>;
-        Rows<T> c;
-        for (int i = 0; i < 3; ++i) {
-            c.r[i] = L::splat(a[i][0]) * b.r[0] + L::splat(a[i][1]) * b.r[1] +
-                     L::splat(a[i][2]) * b.r[2];
+    Rows<V> rows() const { return affineRows<V>(*this); }
+
+    // *this * b, both affine: the sums of the product with b's rows, in the same order.
+    Affine operator*(const Affine& b) const {
+        Affine c;
+        for (int k = 0; k < 3; ++k) {
+            for (int i = 0; i < 3; ++i)
+                c.a[i][k] = a[i][0] * b.a[0][k] + a[i][1] * b.a[1][k] + a[i][2] * b.a[2][k];
+            c.t[k] = t[0] * b.a[0][k] + t[1] * b.a[1][k] + t[2] * b.a[2][k] + b.t[k];
         }
-        c.r[3] =
-            L::splat(t[0]) * b.r[0] + L::splat(t[1]) * b.r[1] + L::splat(t[2]) * b.r[2] + b.r[3];
         return c;
     }
 };
+
+// a * b, b affine as rows.
+template <class T>
+inline Rows<T> operator*(const Affine<T>& a, const Rows<T>& b) {
+    return affineTimes(a, b);
+}
+
+// Lane l of four transforms, as the scalars affineTimes() reads.
+template <class T>
+struct AffineLane {
+    const Affine<Lanes<T>>& block;
+    int l;
+    T operator()(int i, int k) const { return block(i, k)[l]; }
+};
+
+// Where a joint transform's parts are, for loading four at once.
+struct TransformRef {
+    const Imath::Quat<double>* rotation;
+    const Imath::Vec3<double>* translation;
+    const Imath::Vec3<double>* scale;
+};
+
+// Affine<T>::of for four joint transforms, one per lane: each transform is loaded and rounded to
+// T as a row, and four rows are turned into lanes of one component each.
+template <class T>
+inline Affine<Lanes<T>> affineBlock(const TransformRef (&x)[4]) {
+    using L = Lanes<T>;
+    L q[4], t[4], s[4];
+    for (int j = 0; j < 4; ++j) {
+        const Imath::Quat<double>& r = *x[j].rotation;
+        q[j] = L::convert(r.r, r.v.x, r.v.y, r.v.z);
+        t[j] = L::convert(x[j].translation->x, x[j].translation->y, x[j].translation->z, 0);
+        s[j] = L::convert(x[j].scale->x, x[j].scale->y, x[j].scale->z, 0);
+    }
+    L::transpose(q[0], q[1], q[2], q[3]);
+    L::transpose(t[0], t[1], t[2], t[3]);
+    L::transpose(s[0], s[1], s[2], s[3]);
+    return Affine<L>::of(Imath::Quat<L>(q[0], q[1], q[2], q[3]), {t[0], t[1], t[2]},
+                         {s[0], s[1], s[2]});
+}
 
 // a * b for matrices whose last column is (0, 0, 0, 1): the plain product's sums without the
 // terms known to be zero.
