@@ -1,6 +1,7 @@
 #include "core/pose/Poser.h"
 
 #include "core/math/Transform.h"
+#include "core/math/internal/AffineBlock.h"
 #include "core/math/internal/AffineRows.h"
 #include "core/skeleton/Skeleton.h"
 #include "core/skeleton/internal/Ancestors.h"
@@ -32,13 +33,10 @@ struct LocalMatrices {
     const JointPose* poses;  // null for the bind pose
     unsigned short numJoints;
 
-    detail::TransformRef bindRef(unsigned short j) const {
-        const Joint& joint = skeleton.joint(j);
-        return {&joint.rotation(), &joint.translation(), &joint.scale()};
-    }
-    detail::TransformRef posedRef(unsigned short j) const {
-        const JointPose& p = poses[j];
-        return {&p.rotation, &p.translation, &p.scale};
+    // The bind transform is a JointPose whose first member rotation() refers to (the two
+    // addresses are interchangeable for a standard-layout class).
+    const JointPose* transform(unsigned short j, bool bind) const {
+        return bind ? reinterpret_cast<const JointPose*>(&skeleton.joint(j).rotation()) : &poses[j];
     }
     // M(j), from M(j) = posed * bind with the transforms at hand.
     template <class A, class Get>
@@ -49,19 +47,21 @@ struct LocalMatrices {
     Affine<T> local(unsigned short j) const {
         return compose<Affine<T>>(
             [this](unsigned short k, bool bind) {
-                const detail::TransformRef x = bind ? bindRef(k) : posedRef(k);
-                return Affine<T>::of(*x.rotation, *x.translation, *x.scale);
+                const JointPose& x = *transform(k, bind);
+                return Affine<T>::of(x.rotation, x.translation, x.scale);
             },
             j);
     }
-    // M(first) ... M(first + 3) in lanes; ids past the joints repeat the last one.
+    // M(first) ... M(first + 3) in lanes; unless the block is full, ids past the joints repeat
+    // the last one.
+    template <bool Full>
     Block localBlock(unsigned short first) const {
         return compose<Block>(
             [this](unsigned short k, bool bind) {
-                detail::TransformRef x[4];
-                for (unsigned short l = 0; l < 4; ++l) {
-                    const unsigned short j = k + l < numJoints ? k + l : numJoints - 1;
-                    x[l] = bind ? bindRef(j) : posedRef(j);
+                const JointPose* x[4];
+                for (unsigned l = 0; l < 4; ++l) {
+                    const unsigned j = Full || k + l < numJoints ? k + l : numJoints - 1u;
+                    x[l] = transform(static_cast<unsigned short>(j), bind);
                 }
                 return detail::affineBlock<T>(x);
             },
@@ -89,7 +89,9 @@ struct LocalMatrices {
     ZELTO_ALWAYS_INLINE void evaluateAll(Imath::Matrix44<T>* world) const {
         // Not unsigned short: the block start passes 65535 for the largest skeletons.
         for (unsigned first = 0; first < numJoints; first += 4) {
-            const Block block = localBlock(static_cast<unsigned short>(first));
+            const unsigned short at = static_cast<unsigned short>(first);
+            const Block block =
+                numJoints - first >= 4 ? localBlock<true>(at) : localBlock<false>(at);
             const unsigned end = numJoints - first > 4 ? first + 4 : numJoints;
             for (unsigned short j = static_cast<unsigned short>(first); j < end; ++j) {
                 const detail::AffineLane<T> m{block, static_cast<int>(j - first)};

@@ -12,6 +12,7 @@
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
 
+#include <cstring>
 #include <utility>
 
 namespace ZeltoCore {
@@ -27,9 +28,12 @@ struct Lanes {
     Vector v;
     static Lanes splat(T a) { return {Vector{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {Vector{a, b, c, d}}; }
-    // Four doubles rounded to T, as T(a), T(b), ... would.
-    static Lanes convert(double a, double b, double c, double d) {
-        return {__builtin_convertvector((Doubles{a, b, c, d}), Vector)};
+    // The n (4 or 2) doubles at p rounded to T, as T(d) would; lanes past n are 0.
+    template <int n>
+    static Lanes convert(const void* p) {
+        Doubles d = {};
+        __builtin_memcpy(&d, p, n * sizeof(double));
+        return {__builtin_convertvector(d, Vector)};
     }
     static Lanes load(const T* p) {
         Lanes l;
@@ -61,8 +65,11 @@ struct Lanes {
     T v[4];
     static Lanes splat(T a) { return {{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {{a, b, c, d}}; }
-    static Lanes convert(double a, double b, double c, double d) {
-        return {{T(a), T(b), T(c), T(d)}};
+    template <int n>
+    static Lanes convert(const void* p) {
+        double d[4] = {};
+        std::memcpy(d, p, n * sizeof(double));
+        return {{T(d[0]), T(d[1]), T(d[2]), T(d[3])}};
     }
     static Lanes load(const T* p) { return {{p[0], p[1], p[2], p[3]}}; }
     void store(T* p) const {
@@ -191,32 +198,6 @@ struct AffineLane {
     int l;
     T operator()(int i, int k) const { return block(i, k)[l]; }
 };
-
-// Where a joint transform's parts are, for loading four at once.
-struct TransformRef {
-    const Imath::Quat<double>* rotation;
-    const Imath::Vec3<double>* translation;
-    const Imath::Vec3<double>* scale;
-};
-
-// Affine<T>::of for four joint transforms, one per lane: each transform is loaded and rounded to
-// T as a row, and four rows are turned into lanes of one component each.
-template <class T>
-inline Affine<Lanes<T>> affineBlock(const TransformRef (&x)[4]) {
-    using L = Lanes<T>;
-    L q[4], t[4], s[4];
-    for (int j = 0; j < 4; ++j) {
-        const Imath::Quat<double>& r = *x[j].rotation;
-        q[j] = L::convert(r.r, r.v.x, r.v.y, r.v.z);
-        t[j] = L::convert(x[j].translation->x, x[j].translation->y, x[j].translation->z, 0);
-        s[j] = L::convert(x[j].scale->x, x[j].scale->y, x[j].scale->z, 0);
-    }
-    L::transpose(q[0], q[1], q[2], q[3]);
-    L::transpose(t[0], t[1], t[2], t[3]);
-    L::transpose(s[0], s[1], s[2], s[3]);
-    return Affine<L>::of(Imath::Quat<L>(q[0], q[1], q[2], q[3]), {t[0], t[1], t[2]},
-                         {s[0], s[1], s[2]});
-}
 
 // a * b for matrices whose last column is (0, 0, 0, 1): the plain product's sums without the
 // terms known to be zero.
