@@ -21,9 +21,9 @@ using detail::Rows;
 enum class Space { Parent, Local, Bind };
 
 #if defined(__GNUC__)
-#define ZELTO_ALWAYS_INLINE __attribute__((always_inline)) inline
+#define ZELTO_NOINLINE __attribute__((noinline))
 #else
-#define ZELTO_ALWAYS_INLINE inline
+#define ZELTO_NOINLINE
 #endif
 
 template <class T, Space S>
@@ -35,52 +35,66 @@ struct LocalMatrices {
 
     // The bind transform is a JointPose whose first member rotation() refers to (the two
     // addresses are interchangeable for a standard-layout class).
-    const JointPose* transform(unsigned short j, bool bind) const {
+    ZELTO_ALWAYS_INLINE const JointPose* transform(unsigned short j, bool bind) const {
         return bind ? reinterpret_cast<const JointPose*>(&skeleton.joint(j).rotation()) : &poses[j];
     }
-    // M(j), from M(j) = posed * bind with the transforms at hand.
-    template <class A, class Get>
-    static A compose(Get get, unsigned short j) {
-        if (S == Space::Bind) return get(j, true);
-        return S == Space::Parent ? get(j, false) : get(j, false) * get(j, true);
+    // M(ids[0]) ... M(ids[3]) in lanes: posed * bind with the transforms of the pose's space.
+    ZELTO_ALWAYS_INLINE Block localBlock(const unsigned short (&ids)[4]) const {
+        if (S == Space::Bind) return transforms(ids, true);
+        return S == Space::Parent ? transforms(ids, false)
+                                  : transforms(ids, false) * transforms(ids, true);
     }
-    Affine<T> local(unsigned short j) const {
-        return compose<Affine<T>>(
-            [this](unsigned short k, bool bind) {
-                const JointPose& x = *transform(k, bind);
-                return Affine<T>::of(x.rotation, x.translation, x.scale);
-            },
-            j);
+    ZELTO_ALWAYS_INLINE Block transforms(const unsigned short (&ids)[4], bool bind) const {
+        const JointPose* x[4];
+        for (unsigned l = 0; l < 4; ++l)
+            x[l] = transform(ids[l], bind);
+        return detail::affineBlock<T>(x);
     }
-    // M(first) ... M(first + 3) in lanes; unless the block is full, ids past the joints repeat
-    // the last one.
-    template <bool Full>
-    Block localBlock(unsigned short first) const {
-        return compose<Block>(
-            [this](unsigned short k, bool bind) {
-                const JointPose* x[4];
-                for (unsigned l = 0; l < 4; ++l) {
-                    const unsigned j = Full || k + l < numJoints ? k + l : numJoints - 1u;
-                    x[l] = transform(static_cast<unsigned short>(j), bind);
-                }
-                return detail::affineBlock<T>(x);
-            },
-            first);
+
+    // w = M(chain[0]) * ... * M(chain[count - 1]), or w times them when `started`.
+    ZELTO_ALWAYS_INLINE void multiplyOn(Rows<T>& w, bool& started, const unsigned short (&chain)[4],
+                                        unsigned count) const {
+        const Block block = localBlock(chain);
+        for (unsigned l = 0; l < count; ++l) {
+            const Rows<T> m = detail::affineRows<T>(detail::AffineLane<T>{block, int(l)});
+            w = started ? detail::affineTimes(w, m) : m;
+            started = true;
+        }
     }
 
     // M(j) times the local matrices of its ancestors, up to the first ancestor whose id is below
     // `evaluated`; that one's world matrix is taken from `world`. Ancestors beyond the evaluated
-    // joints contribute nothing.
-    Rows<T> walk(unsigned short j, unsigned short evaluated,
-                 const Imath::Matrix44<T>* world) const {
-        Affine<T> w = local(j);
-        const Joint* stop =
-            detail::forEachAncestor(skeleton, skeleton.joint(j), [&](const Joint& a) {
-                if (a.id() < evaluated) return false;
-                if (a.id() < numJoints) w = w * local(a.id());
-                return true;
-            });
-        return stop ? w * Rows<T>::load(world[stop->id()]) : w.rows();
+    // joints contribute nothing. The local matrices are built four at a time. The walk is that
+    // of detail::forEachAncestor, written out so that it is compiled with its caller.
+    ZELTO_ALWAYS_INLINE Rows<T> walk(unsigned short j, unsigned short evaluated,
+                                     const Imath::Matrix44<T>* world) const {
+        unsigned short chain[4] = {j, j, j, j};
+        unsigned count = 1;
+        Rows<T> w;
+        bool started = false;
+        const Joint* a = detail::parentInSkeleton(skeleton, skeleton.joint(j));
+        const Joint* stop = nullptr;
+        for (unsigned steps = skeleton.numJoints(); a && steps; --steps) {
+            if (a->id() < evaluated) {
+                stop = a;
+                break;
+            }
+            if (a->id() < numJoints) {
+                if (count == 4) {
+                    multiplyOn(w, started, chain, count);
+                    count = 0;
+                }
+                chain[count++] = a->id();
+            }
+            a = detail::parentInSkeleton(skeleton, *a);
+        }
+        multiplyOn(w, started, chain, count);
+        return stop ? detail::affineTimes(w, Rows<T>::load(world[stop->id()])) : w;
+    }
+
+    // The pass's rare walk, kept out of its loop.
+    ZELTO_NOINLINE void walkOutOfLine(unsigned short j, Imath::Matrix44<T>* world) const {
+        walk(j, j, world).store(world[j]);
     }
 
     // One pass in id order, local matrices built four at a time. A joint whose parent comes later
@@ -89,9 +103,10 @@ struct LocalMatrices {
     ZELTO_ALWAYS_INLINE void evaluateAll(Imath::Matrix44<T>* world) const {
         // Not unsigned short: the block start passes 65535 for the largest skeletons.
         for (unsigned first = 0; first < numJoints; first += 4) {
-            const unsigned short at = static_cast<unsigned short>(first);
-            const Block block =
-                numJoints - first >= 4 ? localBlock<true>(at) : localBlock<false>(at);
+            unsigned short ids[4];
+            for (unsigned l = 0; l < 4; ++l)
+                ids[l] = static_cast<unsigned short>(first + l < numJoints ? first + l : first);
+            const Block block = localBlock(ids);
             const unsigned end = numJoints - first > 4 ? first + 4 : numJoints;
             for (unsigned short j = static_cast<unsigned short>(first); j < end; ++j) {
                 const detail::AffineLane<T> m{block, static_cast<int>(j - first)};
@@ -101,7 +116,7 @@ struct LocalMatrices {
                 } else if (parent->id() < j) {
                     detail::affineTimes(m, Rows<T>::load(world[parent->id()])).store(world[j]);
                 } else {
-                    walk(j, j, world).store(world[j]);
+                    walkOutOfLine(j, world);
                 }
             }
         }
@@ -119,18 +134,44 @@ struct LocalMatrices {
 #define ZELTO_AVX2_CLONES
 #endif
 
+// f(local matrices of the space).
+template <class T, class F>
+ZELTO_ALWAYS_INLINE void inSpace(Space space, const Skeleton& skeleton, const JointPose* poses,
+                                 unsigned short n, F f) {
+    switch (space) {
+        case Space::Parent:
+            return f(LocalMatrices<T, Space::Parent>{skeleton, poses, n});
+        case Space::Local:
+            return f(LocalMatrices<T, Space::Local>{skeleton, poses, n});
+        case Space::Bind:
+            return f(LocalMatrices<T, Space::Bind>{skeleton, poses, n});
+    }
+}
+
+// Function objects rather than lambdas, so that they are inlined into the AVX2 clones.
+template <class T>
+struct EvaluateAll {
+    Imath::Matrix44<T>* world;
+    template <class M>
+    ZELTO_ALWAYS_INLINE void operator()(const M& m) const {
+        m.evaluateAll(world);
+    }
+};
+
+struct Walk {
+    unsigned short id;
+    M44d& world;
+    template <class M>
+    ZELTO_ALWAYS_INLINE void operator()(const M& m) const {
+        m.walk(id, 0, nullptr).store(world);
+    }
+};
+
 template <class T>
 ZELTO_ALWAYS_INLINE void evaluateAllIn(Space space, const Skeleton& skeleton,
                                        const JointPose* poses, unsigned short n,
                                        Imath::Matrix44<T>* world) {
-    switch (space) {
-        case Space::Parent:
-            return LocalMatrices<T, Space::Parent>{skeleton, poses, n}.evaluateAll(world);
-        case Space::Local:
-            return LocalMatrices<T, Space::Local>{skeleton, poses, n}.evaluateAll(world);
-        case Space::Bind:
-            return LocalMatrices<T, Space::Bind>{skeleton, poses, n}.evaluateAll(world);
-    }
+    inSpace<T>(space, skeleton, poses, n, EvaluateAll<T>{world});
 }
 
 ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses,
@@ -143,6 +184,14 @@ ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const 
     evaluateAllIn(space, skeleton, poses, n, world);
 }
 
+// The world matrix of one joint by walking its ancestors.
+ZELTO_AVX2_CLONES M44d walkedWorld(Space space, const Skeleton& skeleton, const JointPose* poses,
+                                   unsigned short n, unsigned short id) {
+    M44d world;
+    inSpace<double>(space, skeleton, poses, n, Walk{id, world});
+    return world;
+}
+
 template <class T>
 void evaluatePose(const Skeleton& skeleton, const Pose& pose,
                   std::vector<Imath::Matrix44<T>>& out) {
@@ -152,15 +201,6 @@ void evaluatePose(const Skeleton& skeleton, const Pose& pose,
     if (n == 0) return;
     evaluateAll(pose.inParentSpace() ? Space::Parent : Space::Local, skeleton, &pose.jointPose(0),
                 n, out.data());
-}
-
-// The world matrix of one joint by walking its ancestors.
-template <Space S>
-M44d walkedWorld(const Skeleton& skeleton, const JointPose* poses, unsigned short n,
-                 unsigned short id) {
-    M44d world;
-    LocalMatrices<double, S>{skeleton, poses, n}.walk(id, 0, nullptr).store(world);
-    return world;
 }
 
 }  // namespace
@@ -175,9 +215,8 @@ M44d Poser::getWorldMatrix(const Pose& pose, unsigned int id) const {
     // Only a skeleton whose parents do not precede their children can have an ancestor the pose
     // does not cover; it contributes nothing rather than being read out of range.
     const unsigned short j = static_cast<unsigned short>(id);
-    return pose.inParentSpace()
-               ? walkedWorld<Space::Parent>(*m_skeleton, &pose.jointPose(0), poseJoints, j)
-               : walkedWorld<Space::Local>(*m_skeleton, &pose.jointPose(0), poseJoints, j);
+    return walkedWorld(pose.inParentSpace() ? Space::Parent : Space::Local, *m_skeleton,
+                       &pose.jointPose(0), static_cast<unsigned short>(poseJoints), j);
 }
 
 std::vector<M44d> Poser::getAllWorldMatrix(const Pose& pose) const {
@@ -197,7 +236,7 @@ void Poser::getAllWorldMatrixInPlace(const Pose& pose, std::vector<M44f>& out) c
 M44d Poser::getWorldBindMatrix(unsigned int id) const {
     const unsigned short n = m_skeleton->numJoints();
     if (id >= n) return M44d();
-    return walkedWorld<Space::Bind>(*m_skeleton, nullptr, n, static_cast<unsigned short>(id));
+    return walkedWorld(Space::Bind, *m_skeleton, nullptr, n, static_cast<unsigned short>(id));
 }
 
 std::vector<M44d> Poser::getAllWorldBindMatrix() const {

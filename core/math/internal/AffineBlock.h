@@ -22,7 +22,7 @@ static_assert(std::is_standard_layout<JointPose>::value && sizeof(JointPose) == 
               "JointPose is read as ten doubles");
 
 template <class T>
-inline Affine<Lanes<T>> affineBlock(const JointPose* const (&p)[4]) {
+ZELTO_ALWAYS_INLINE Affine<Lanes<T>> affineBlock(const JointPose* const (&p)[4]) {
     using L = Lanes<T>;
     L q[4], ts[4], s[4];  // r x y z | tx ty tz sx | sy sz - -
     for (int j = 0; j < 4; ++j) {

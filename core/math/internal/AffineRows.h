@@ -15,6 +15,14 @@
 #include <cstring>
 #include <utility>
 
+// The world-matrix passes are built for AVX2 as well; whatever they call must be compiled into
+// them, so the helpers below are forced inline.
+#if defined(__GNUC__)
+#define ZELTO_ALWAYS_INLINE __attribute__((always_inline)) inline
+#else
+#define ZELTO_ALWAYS_INLINE inline
+#endif
+
 namespace ZeltoCore {
 namespace detail {
 
@@ -110,6 +118,8 @@ struct Rows {
         return {{Lanes<T>::load(m[0]), Lanes<T>::load(m[1]), Lanes<T>::load(m[2]),
                  Lanes<T>::load(m[3])}};
     }
+    // Scalar k of row i, as affineTimes() reads its left operand.
+    T operator()(int i, int k) const { return r[i][k]; }
     void store(Imath::Matrix44<T>& m) const {
         for (int i = 0; i < 4; ++i)
             r[i].store(m[i]);
@@ -120,7 +130,7 @@ struct Rows {
 // rows, c_3 = a_30 * b_0 + a_31 * b_1 + a_32 * b_2 + b_3. a(i, k) gives a's scalars, row 3 being
 // the translation.
 template <class T, class A>
-inline Rows<T> affineTimes(const A& a, const Rows<T>& b) {
+ZELTO_ALWAYS_INLINE Rows<T> affineTimes(const A& a, const Rows<T>& b) {
     using L = Lanes<T>;
     Rows<T> c;
     for (int i = 0; i < 4; ++i) {
@@ -133,7 +143,7 @@ inline Rows<T> affineTimes(const A& a, const Rows<T>& b) {
 
 // The rows of affine a, read as for affineTimes().
 template <class T, class A>
-inline Rows<T> affineRows(const A& a) {
+ZELTO_ALWAYS_INLINE Rows<T> affineRows(const A& a) {
     using L = Lanes<T>;
     return {{L::set(a(0, 0), a(0, 1), a(0, 2), 0), L::set(a(1, 0), a(1, 1), a(1, 2), 0),
              L::set(a(2, 0), a(2, 1), a(2, 2), 0), L::set(a(3, 0), a(3, 1), a(3, 2), 1)}};
@@ -149,7 +159,8 @@ struct Affine {
 
     // S * R * T of a joint transform (JointPose::matrix): the quaternion converted by Imath,
     // each rotation row scaled by its scale component.
-    static Affine of(const Imath::Quat<V>& q, const V (&t)[3], const V (&s)[3]) {
+    ZELTO_ALWAYS_INLINE static Affine of(const Imath::Quat<V>& q, const V (&t)[3],
+                                         const V (&s)[3]) {
         const Imath::Matrix33<V> r = q.toMatrix33();
         return {{{r[0][0] * s[0], r[0][1] * s[0], r[0][2] * s[0]},
                  {r[1][0] * s[1], r[1][1] * s[1], r[1][2] * s[1]},
@@ -174,7 +185,7 @@ struct Affine {
     Rows<V> rows() const { return affineRows<V>(*this); }
 
     // *this * b, both affine: the sums of the product with b's rows, in the same order.
-    Affine operator*(const Affine& b) const {
+    ZELTO_ALWAYS_INLINE Affine operator*(const Affine& b) const {
         Affine c;
         for (int k = 0; k < 3; ++k) {
             for (int i = 0; i < 3; ++i)
