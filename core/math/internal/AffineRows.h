@@ -36,11 +36,19 @@ struct Lanes {
     Vector v;
     static Lanes splat(T a) { return {Vector{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {Vector{a, b, c, d}}; }
-    // The n (4 or 2) doubles at p rounded to T, as T(d) would; lanes past n are 0.
+    // The n (4 or 2) doubles at p rounded to T, as T(d) would; lanes past n are 0. Two doubles
+    // are loaded as such and widened in registers: a wide load from narrower stores would stall.
     template <int n>
     static Lanes convert(const void* p) {
-        Doubles d = {};
-        __builtin_memcpy(&d, p, n * sizeof(double));
+        typedef double Pair __attribute__((vector_size(2 * sizeof(double))));
+        Doubles d;
+        if (n == 4) {
+            __builtin_memcpy(&d, p, sizeof(d));
+        } else {
+            Pair h;
+            __builtin_memcpy(&h, p, sizeof(h));
+            d = __builtin_shufflevector(h, Pair{}, 0, 1, 2, 3);
+        }
         return {__builtin_convertvector(d, Vector)};
     }
     static Lanes load(const T* p) {
