@@ -52,12 +52,12 @@ struct LocalMatrices {
     }
 
     // w = M(chain[0]) * ... * M(chain[count - 1]), or w times them when `started`.
-    ZELTO_ALWAYS_INLINE void multiplyOn(Rows<T>& w, bool& started, const unsigned short (&chain)[4],
-                                        unsigned count) const {
+    ZELTO_ALWAYS_INLINE void multiplyOn(detail::AffineColumns<T>& w, bool& started,
+                                        const unsigned short (&chain)[4], unsigned count) const {
         const Block block = localBlock(chain);
         for (unsigned l = 0; l < count; ++l) {
-            const Rows<T> m = detail::affineRows<T>(detail::AffineLane<T>{block, int(l)});
-            w = started ? detail::affineTimes(w, m) : m;
+            const detail::AffineLane<T> m{block, int(l)};
+            w = started ? w * m : detail::AffineColumns<T>::of(m);
             started = true;
         }
     }
@@ -70,7 +70,7 @@ struct LocalMatrices {
                                      const Imath::Matrix44<T>* world) const {
         unsigned short chain[4] = {j, j, j, j};
         unsigned count = 1;
-        Rows<T> w;
+        detail::AffineColumns<T> w;
         bool started = false;
         const Joint* a = detail::parentInSkeleton(skeleton, skeleton.joint(j));
         const Joint* stop = nullptr;
@@ -89,7 +89,8 @@ struct LocalMatrices {
             a = detail::parentInSkeleton(skeleton, *a);
         }
         multiplyOn(w, started, chain, count);
-        return stop ? detail::affineTimes(w, Rows<T>::load(world[stop->id()])) : w;
+        const Rows<T> rows = w.rows();
+        return stop ? detail::affineTimes(rows, Rows<T>::load(world[stop->id()])) : rows;
     }
 
     // The pass's rare walk, kept out of its loop.

@@ -218,6 +218,38 @@ struct AffineLane {
     T operator()(int i, int k) const { return block(i, k)[l]; }
 };
 
+// An affine matrix held by its first three columns (the last is (0, 0, 0, 1)), for chains of
+// products on the right, w * m1 * m2 ...: only the scalars of each m are broadcast, so the
+// running product never has to be split into scalars.
+template <class T>
+struct AffineColumns {
+    Lanes<T> c[3];
+
+    template <class A>
+    ZELTO_ALWAYS_INLINE static AffineColumns of(const A& m) {
+        using L = Lanes<T>;
+        return {{L::set(m(0, 0), m(1, 0), m(2, 0), m(3, 0)),
+                 L::set(m(0, 1), m(1, 1), m(2, 1), m(3, 1)),
+                 L::set(m(0, 2), m(1, 2), m(2, 2), m(3, 2))}};
+    }
+    // *this * m, m affine: column k is sum_i c_i * m_ik plus m's translation in the last row.
+    template <class A>
+    ZELTO_ALWAYS_INLINE AffineColumns operator*(const A& m) const {
+        using L = Lanes<T>;
+        AffineColumns p;
+        for (int k = 0; k < 3; ++k) {
+            p.c[k] = L::splat(m(0, k)) * c[0] + L::splat(m(1, k)) * c[1] +
+                     L::splat(m(2, k)) * c[2] + L::set(0, 0, 0, m(3, k));
+        }
+        return p;
+    }
+    ZELTO_ALWAYS_INLINE Rows<T> rows() const {
+        Rows<T> r = {{c[0], c[1], c[2], Lanes<T>::set(0, 0, 0, 1)}};
+        Lanes<T>::transpose(r.r[0], r.r[1], r.r[2], r.r[3]);
+        return r;
+    }
+};
+
 // a * b for matrices whose last column is (0, 0, 0, 1): the plain product's sums without the
 // terms known to be zero.
 template <class T>
