@@ -6,6 +6,8 @@
 #include "core/skeleton/Skeleton.h"
 #include "core/skeleton/internal/Ancestors.h"
 
+#include <type_traits>
+
 namespace ZeltoCore {
 
 namespace {
@@ -13,8 +15,6 @@ namespace {
 using M44d = Imath::Matrix44<double>;
 using M44f = Imath::Matrix44<float>;
 using detail::Affine;
-using detail::Lanes;
-using detail::Rows;
 
 // Where a pass reads M(j): the pose's joint transform (parent space), the pose's then the bind
 // transform (local space), or the bind transform alone (bind pose).
@@ -26,9 +26,13 @@ enum class Space { Parent, Local, Bind };
 #define ZELTO_NOINLINE
 #endif
 
-template <class T, Space S>
+// Local matrices and the passes over them in lanes L, four joints a block.
+template <class T, Space S, class L>
 struct LocalMatrices {
-    using Block = Affine<Lanes<T>>;
+    using Block = Affine<L>;
+    using Rows = detail::Rows<T, L>;
+    using Lane = detail::AffineLane<T, L>;
+    using Columns = detail::AffineColumns<T, L>;
     const Skeleton& skeleton;
     const JointPose* poses;  // null for the bind pose
     unsigned short numJoints;
@@ -48,16 +52,16 @@ struct LocalMatrices {
         const JointPose* x[4];
         for (unsigned l = 0; l < 4; ++l)
             x[l] = transform(ids[l], bind);
-        return detail::affineBlock<T>(x);
+        return detail::affineBlock<T, L>(x);
     }
 
     // w = M(chain[0]) * ... * M(chain[count - 1]), or w times them when `started`.
-    ZELTO_ALWAYS_INLINE void multiplyOn(detail::AffineColumns<T>& w, bool& started,
-                                        const unsigned short (&chain)[4], unsigned count) const {
+    ZELTO_ALWAYS_INLINE void multiplyOn(Columns& w, bool& started, const unsigned short (&chain)[4],
+                                        unsigned count) const {
         const Block block = localBlock(chain);
         for (unsigned l = 0; l < count; ++l) {
-            const detail::AffineLane<T> m{block, int(l)};
-            w = started ? w * m : detail::AffineColumns<T>::of(m);
+            const Lane m{block, int(l)};
+            w = started ? w * m : Columns::of(m);
             started = true;
         }
     }
@@ -66,11 +70,11 @@ struct LocalMatrices {
     // `evaluated`; that one's world matrix is taken from `world`. Ancestors beyond the evaluated
     // joints contribute nothing. The local matrices are built four at a time. The walk is that
     // of detail::forEachAncestor, written out so that it is compiled with its caller.
-    ZELTO_ALWAYS_INLINE Rows<T> walk(unsigned short j, unsigned short evaluated,
-                                     const Imath::Matrix44<T>* world) const {
+    ZELTO_ALWAYS_INLINE Rows walk(unsigned short j, unsigned short evaluated,
+                                  const Imath::Matrix44<T>* world) const {
         unsigned short chain[4] = {j, j, j, j};
         unsigned count = 1;
-        detail::AffineColumns<T> w;
+        Columns w;
         bool started = false;
         const Joint* a = detail::parentInSkeleton(skeleton, skeleton.joint(j));
         const Joint* stop = nullptr;
@@ -89,8 +93,8 @@ struct LocalMatrices {
             a = detail::parentInSkeleton(skeleton, *a);
         }
         multiplyOn(w, started, chain, count);
-        const Rows<T> rows = w.rows();
-        return stop ? detail::affineTimes(rows, Rows<T>::load(world[stop->id()])) : rows;
+        const Rows rows = w.rows();
+        return stop ? detail::affineTimes(rows, Rows::load(world[stop->id()])) : rows;
     }
 
     // The pass's rare walk, kept out of its loop.
@@ -110,12 +114,12 @@ struct LocalMatrices {
             const Block block = localBlock(ids);
             const unsigned end = numJoints - first > 4 ? first + 4 : numJoints;
             for (unsigned short j = static_cast<unsigned short>(first); j < end; ++j) {
-                const detail::AffineLane<T> m{block, static_cast<int>(j - first)};
+                const Lane m{block, static_cast<int>(j - first)};
                 const Joint* parent = detail::parentInSkeleton(skeleton, skeleton.joint(j));
                 if (!parent) {
-                    detail::affineRows<T>(m).store(world[j]);
+                    detail::affineRows<T, L>(m).store(world[j]);
                 } else if (parent->id() < j) {
-                    detail::affineTimes(m, Rows<T>::load(world[parent->id()])).store(world[j]);
+                    detail::affineTimes(m, Rows::load(world[parent->id()])).store(world[j]);
                 } else {
                     walkOutOfLine(j, world);
                 }
@@ -124,32 +128,21 @@ struct LocalMatrices {
     }
 };
 
-// The passes, also built for AVX2 and chosen at load time where the compiler can. AVX2 without
-// FMA: the same operations in the same order, so both give the same bits. Not in sanitizer
-// builds: the load-time resolver runs before the sanitizer runtime is up (ThreadSanitizer
-// crashes in it).
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__ELF__) && \
-    !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
-#define ZELTO_AVX2_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define ZELTO_AVX2_CLONES
-#endif
-
 // f(local matrices of the space).
-template <class T, class F>
+template <class T, class L, class F>
 ZELTO_ALWAYS_INLINE void inSpace(Space space, const Skeleton& skeleton, const JointPose* poses,
                                  unsigned short n, F f) {
     switch (space) {
         case Space::Parent:
-            return f(LocalMatrices<T, Space::Parent>{skeleton, poses, n});
+            return f(LocalMatrices<T, Space::Parent, L>{skeleton, poses, n});
         case Space::Local:
-            return f(LocalMatrices<T, Space::Local>{skeleton, poses, n});
+            return f(LocalMatrices<T, Space::Local, L>{skeleton, poses, n});
         case Space::Bind:
-            return f(LocalMatrices<T, Space::Bind>{skeleton, poses, n});
+            return f(LocalMatrices<T, Space::Bind, L>{skeleton, poses, n});
     }
 }
 
-// Function objects rather than lambdas, so that they are inlined into the AVX2 clones.
+// Function objects rather than lambdas, so that they are inlined into the AVX2 versions.
 template <class T>
 struct EvaluateAll {
     Imath::Matrix44<T>* world;
@@ -168,28 +161,56 @@ struct Walk {
     }
 };
 
+// Lanes of the baseline build: double rows in 16-byte halves, float rows in one register.
 template <class T>
-ZELTO_ALWAYS_INLINE void evaluateAllIn(Space space, const Skeleton& skeleton,
-                                       const JointPose* poses, unsigned short n,
-                                       Imath::Matrix44<T>* world) {
-    inSpace<T>(space, skeleton, poses, n, EvaluateAll<T>{world});
+using BaseLanes = typename std::conditional<std::is_same<T, double>::value, detail::Halves<T>,
+                                            detail::Lanes<T>>::type;
+
+// The passes and walks are also built for AVX2 (one 32-byte register per double row), chosen at
+// run time. AVX2 without FMA: the same operations in the same order, so both give the same bits.
+// Sanitizer builds run the baseline code only.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && \
+    !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
+#define ZELTO_AVX2_DISPATCH 1
+
+template <class T>
+__attribute__((target("avx2"))) void evaluateAllAvx2(Space space, const Skeleton& skeleton,
+                                                     const JointPose* poses, unsigned short n,
+                                                     Imath::Matrix44<T>* world) {
+    inSpace<T, detail::Lanes<T>>(space, skeleton, poses, n, EvaluateAll<T>{world});
 }
 
-ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses,
-                                   unsigned short n, M44d* world) {
-    evaluateAllIn(space, skeleton, poses, n, world);
+__attribute__((target("avx2"))) void walkAvx2(Space space, const Skeleton& skeleton,
+                                              const JointPose* poses, unsigned short n,
+                                              unsigned short id, M44d& world) {
+    inSpace<double, detail::Lanes<double>>(space, skeleton, poses, n, Walk{id, world});
 }
 
-ZELTO_AVX2_CLONES void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses,
-                                   unsigned short n, M44f* world) {
-    evaluateAllIn(space, skeleton, poses, n, world);
+bool hasAvx2() {
+    return __builtin_cpu_supports("avx2");
+}
+#endif
+
+template <class T>
+void evaluateAll(Space space, const Skeleton& skeleton, const JointPose* poses, unsigned short n,
+                 Imath::Matrix44<T>* world) {
+#ifdef ZELTO_AVX2_DISPATCH
+    if (hasAvx2()) return evaluateAllAvx2(space, skeleton, poses, n, world);
+#endif
+    inSpace<T, BaseLanes<T>>(space, skeleton, poses, n, EvaluateAll<T>{world});
 }
 
 // The world matrix of one joint by walking its ancestors.
-ZELTO_AVX2_CLONES M44d walkedWorld(Space space, const Skeleton& skeleton, const JointPose* poses,
-                                   unsigned short n, unsigned short id) {
+M44d walkedWorld(Space space, const Skeleton& skeleton, const JointPose* poses, unsigned short n,
+                 unsigned short id) {
     M44d world;
-    inSpace<double>(space, skeleton, poses, n, Walk{id, world});
+#ifdef ZELTO_AVX2_DISPATCH
+    if (hasAvx2()) {
+        walkAvx2(space, skeleton, poses, n, id, world);
+        return world;
+    }
+#endif
+    inSpace<double, BaseLanes<double>>(space, skeleton, poses, n, Walk{id, world});
     return world;
 }
 

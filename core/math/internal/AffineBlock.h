@@ -21,9 +21,8 @@ static_assert(std::is_standard_layout<JointPose>::value && sizeof(JointPose) == 
                   offsetof(JointPose, scale) == 56 && sizeof(Imath::Quat<double>) == 32,
               "JointPose is read as ten doubles");
 
-template <class T>
-ZELTO_ALWAYS_INLINE Affine<Lanes<T>> affineBlock(const JointPose* const (&p)[4]) {
-    using L = Lanes<T>;
+template <class T, class L = Lanes<T>>
+ZELTO_ALWAYS_INLINE Affine<L> affineBlock(const JointPose* const (&p)[4]) {
     L q[4], ts[4], s[4];  // r x y z | tx ty tz sx | sy sz - -
     for (int j = 0; j < 4; ++j) {
         const char* d = reinterpret_cast<const char*>(p[j]);

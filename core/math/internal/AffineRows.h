@@ -31,6 +31,7 @@ namespace detail {
 // AVX register in code built for AVX2.
 template <class T>
 struct Lanes {
+    typedef T Scalar;
     typedef T Vector __attribute__((vector_size(4 * sizeof(T))));
     typedef double Doubles __attribute__((vector_size(4 * sizeof(double))));
     Vector v;
@@ -75,9 +76,60 @@ struct Lanes {
     friend Lanes operator-(T a, const Lanes& b) { return {a - b.v}; }
     friend Lanes operator*(T a, const Lanes& b) { return {a * b.v}; }
 };
+
+// The same four lanes as two halves of two: what 16-byte registers hold. Double lanes in code
+// built for the SSE2 baseline stay in registers this way, where a 32-byte vector goes through
+// memory.
+template <class T>
+struct Halves {
+    typedef T Scalar;
+    typedef T Half __attribute__((vector_size(2 * sizeof(T))));
+    typedef double Pair __attribute__((vector_size(2 * sizeof(double))));
+    Half lo, hi;
+    static Halves splat(T a) { return {Half{a, a}, Half{a, a}}; }
+    static Halves set(T a, T b, T c, T d) { return {Half{a, b}, Half{c, d}}; }
+    template <int n>
+    static Halves convert(const void* p) {
+        Pair a, b = {};
+        __builtin_memcpy(&a, p, sizeof(a));
+        if (n == 4) __builtin_memcpy(&b, static_cast<const char*>(p) + sizeof(a), sizeof(b));
+        return {__builtin_convertvector(a, Half), __builtin_convertvector(b, Half)};
+    }
+    static Halves load(const T* p) {
+        Halves l;
+        __builtin_memcpy(&l.lo, p, sizeof(Half));
+        __builtin_memcpy(&l.hi, p + 2, sizeof(Half));
+        return l;
+    }
+    void store(T* p) const {
+        __builtin_memcpy(p, &lo, sizeof(Half));
+        __builtin_memcpy(p + 2, &hi, sizeof(Half));
+    }
+    T operator[](int i) const { return i < 2 ? lo[i] : hi[i - 2]; }
+    static void transpose(Halves& a, Halves& b, Halves& c, Halves& d) {
+        const Halves ta = {__builtin_shufflevector(a.lo, b.lo, 0, 2),
+                           __builtin_shufflevector(c.lo, d.lo, 0, 2)};
+        const Halves tb = {__builtin_shufflevector(a.lo, b.lo, 1, 3),
+                           __builtin_shufflevector(c.lo, d.lo, 1, 3)};
+        const Halves tc = {__builtin_shufflevector(a.hi, b.hi, 0, 2),
+                           __builtin_shufflevector(c.hi, d.hi, 0, 2)};
+        const Halves td = {__builtin_shufflevector(a.hi, b.hi, 1, 3),
+                           __builtin_shufflevector(c.hi, d.hi, 1, 3)};
+        a = ta;
+        b = tb;
+        c = tc;
+        d = td;
+    }
+    friend Halves operator+(const Halves& a, const Halves& b) { return {a.lo + b.lo, a.hi + b.hi}; }
+    friend Halves operator-(const Halves& a, const Halves& b) { return {a.lo - b.lo, a.hi - b.hi}; }
+    friend Halves operator*(const Halves& a, const Halves& b) { return {a.lo * b.lo, a.hi * b.hi}; }
+    friend Halves operator-(T a, const Halves& b) { return {a - b.lo, a - b.hi}; }
+    friend Halves operator*(T a, const Halves& b) { return {a * b.lo, a * b.hi}; }
+};
 #else
 template <class T>
 struct Lanes {
+    typedef T Scalar;
     T v[4];
     static Lanes splat(T a) { return {{a, a, a, a}}; }
     static Lanes set(T a, T b, T c, T d) { return {{a, b, c, d}}; }
@@ -115,16 +167,17 @@ struct Lanes {
     friend Lanes operator-(T a, const Lanes& b) { return splat(a) - b; }
     friend Lanes operator*(T a, const Lanes& b) { return splat(a) * b; }
 };
+template <class T>
+using Halves = Lanes<T>;
 #endif
 
-// A 4x4 matrix as rows.
-template <class T>
+// A 4x4 matrix as rows of lanes L (Lanes or Halves).
+template <class T, class L = Lanes<T>>
 struct Rows {
-    Lanes<T> r[4];
+    L r[4];
 
     static Rows load(const Imath::Matrix44<T>& m) {
-        return {{Lanes<T>::load(m[0]), Lanes<T>::load(m[1]), Lanes<T>::load(m[2]),
-                 Lanes<T>::load(m[3])}};
+        return {{L::load(m[0]), L::load(m[1]), L::load(m[2]), L::load(m[3])}};
     }
     // Scalar k of row i, as affineTimes() reads its left operand.
     T operator()(int i, int k) const { return r[i][k]; }
@@ -137,10 +190,9 @@ struct Rows {
 // c = a * b, a affine, b as rows: c_i = a_i0 * b_0 + a_i1 * b_1 + a_i2 * b_2 for the rotation
 // rows, c_3 = a_30 * b_0 + a_31 * b_1 + a_32 * b_2 + b_3. a(i, k) gives a's scalars, row 3 being
 // the translation.
-template <class T, class A>
-ZELTO_ALWAYS_INLINE Rows<T> affineTimes(const A& a, const Rows<T>& b) {
-    using L = Lanes<T>;
-    Rows<T> c;
+template <class T, class L, class A>
+ZELTO_ALWAYS_INLINE Rows<T, L> affineTimes(const A& a, const Rows<T, L>& b) {
+    Rows<T, L> c;
     for (int i = 0; i < 4; ++i) {
         c.r[i] =
             L::splat(a(i, 0)) * b.r[0] + L::splat(a(i, 1)) * b.r[1] + L::splat(a(i, 2)) * b.r[2];
@@ -150,9 +202,8 @@ ZELTO_ALWAYS_INLINE Rows<T> affineTimes(const A& a, const Rows<T>& b) {
 }
 
 // The rows of affine a, read as for affineTimes().
-template <class T, class A>
-ZELTO_ALWAYS_INLINE Rows<T> affineRows(const A& a) {
-    using L = Lanes<T>;
+template <class T, class L = Lanes<T>, class A>
+ZELTO_ALWAYS_INLINE Rows<T, L> affineRows(const A& a) {
     return {{L::set(a(0, 0), a(0, 1), a(0, 2), 0), L::set(a(1, 0), a(1, 1), a(1, 2), 0),
              L::set(a(2, 0), a(2, 1), a(2, 2), 0), L::set(a(3, 0), a(3, 1), a(3, 2), 1)}};
 }
@@ -211,9 +262,9 @@ inline Rows<T> operator*(const Affine<T>& a, const Rows<T>& b) {
 }
 
 // Lane l of four transforms, as the scalars affineTimes() reads.
-template <class T>
+template <class T, class L = Lanes<T>>
 struct AffineLane {
-    const Affine<Lanes<T>>& block;
+    const Affine<L>& block;
     int l;
     T operator()(int i, int k) const { return block(i, k)[l]; }
 };
@@ -221,13 +272,12 @@ struct AffineLane {
 // An affine matrix held by its first three columns (the last is (0, 0, 0, 1)), for chains of
 // products on the right, w * m1 * m2 ...: only the scalars of each m are broadcast, so the
 // running product never has to be split into scalars.
-template <class T>
+template <class T, class L = Lanes<T>>
 struct AffineColumns {
-    Lanes<T> c[3];
+    L c[3];
 
     template <class A>
     ZELTO_ALWAYS_INLINE static AffineColumns of(const A& m) {
-        using L = Lanes<T>;
         return {{L::set(m(0, 0), m(1, 0), m(2, 0), m(3, 0)),
                  L::set(m(0, 1), m(1, 1), m(2, 1), m(3, 1)),
                  L::set(m(0, 2), m(1, 2), m(2, 2), m(3, 2))}};
@@ -235,7 +285,6 @@ struct AffineColumns {
     // *this * m, m affine: column k is sum_i c_i * m_ik plus m's translation in the last row.
     template <class A>
     ZELTO_ALWAYS_INLINE AffineColumns operator*(const A& m) const {
-        using L = Lanes<T>;
         AffineColumns p;
         for (int k = 0; k < 3; ++k) {
             p.c[k] = L::splat(m(0, k)) * c[0] + L::splat(m(1, k)) * c[1] +
@@ -243,9 +292,9 @@ struct AffineColumns {
         }
         return p;
     }
-    ZELTO_ALWAYS_INLINE Rows<T> rows() const {
-        Rows<T> r = {{c[0], c[1], c[2], Lanes<T>::set(0, 0, 0, 1)}};
-        Lanes<T>::transpose(r.r[0], r.r[1], r.r[2], r.r[3]);
+    ZELTO_ALWAYS_INLINE Rows<T, L> rows() const {
+        Rows<T, L> r = {{c[0], c[1], c[2], L::set(0, 0, 0, 1)}};
+        L::transpose(r.r[0], r.r[1], r.r[2], r.r[3]);
         return r;
     }
 };
