@@ -107,22 +107,36 @@ struct LocalMatrices {
     // on what `world` held before.
     ZELTO_ALWAYS_INLINE void evaluateAll(Imath::Matrix44<T>* world) const {
         // Not unsigned short: the block start passes 65535 for the largest skeletons.
-        for (unsigned first = 0; first < numJoints; first += 4) {
+        unsigned first = 0;
+        for (; first + 4 <= numJoints; first += 4) {
+            const unsigned short ids[4] = {
+                static_cast<unsigned short>(first), static_cast<unsigned short>(first + 1),
+                static_cast<unsigned short>(first + 2), static_cast<unsigned short>(first + 3)};
+            evaluateBlock(first, 4, localBlock(ids), world);
+        }
+        if (first < numJoints) {
             unsigned short ids[4];
             for (unsigned l = 0; l < 4; ++l)
                 ids[l] = static_cast<unsigned short>(first + l < numJoints ? first + l : first);
-            const Block block = localBlock(ids);
-            const unsigned end = numJoints - first > 4 ? first + 4 : numJoints;
-            for (unsigned short j = static_cast<unsigned short>(first); j < end; ++j) {
-                const Lane m{block, static_cast<int>(j - first)};
-                const Joint* parent = detail::parentInSkeleton(skeleton, skeleton.joint(j));
-                if (!parent) {
-                    detail::affineRows<T, L>(m).store(world[j]);
-                } else if (parent->id() < j) {
-                    detail::affineTimes(m, Rows::load(world[parent->id()])).store(world[j]);
-                } else {
-                    walkOutOfLine(j, world);
-                }
+            evaluateBlock(first, numJoints - first, localBlock(ids), world);
+        }
+    }
+    ZELTO_ALWAYS_INLINE void evaluateBlock(unsigned first, unsigned count, const Block& block,
+                                           Imath::Matrix44<T>* world) const {
+        const Joint* joints = &skeleton.joint(0);
+        const unsigned skeletonJoints = skeleton.numJoints();
+        for (unsigned l = 0; l < count; ++l) {
+            const unsigned j = first + l;
+            const Lane m{block, static_cast<int>(l)};
+            // detail::parentInSkeleton, with the skeleton's array and count at hand.
+            const Joint* parent = joints[j].parent();
+            const unsigned p = parent ? parent->id() : 0;
+            if (!parent || p >= skeletonJoints || joints + p != parent) {
+                detail::affineRows<T, L>(m).store(world[j]);
+            } else if (p < j) {
+                detail::affineTimes(m, Rows::load(world[p])).store(world[j]);
+            } else {
+                walkOutOfLine(static_cast<unsigned short>(j), world);
             }
         }
     }
