@@ -55,7 +55,8 @@ struct LocalMatrices {
         return detail::affineBlock<T, L>(x);
     }
 
-    // w = M(chain[0]) * ... * M(chain[count - 1]), or w times them when `started`.
+    // w = M(chain[0]) * ... * M(chain[count - 1]), or w times them when `started`. Lanes past
+    // `count` are built from ids left over from earlier blocks (joints in range) and unused.
     ZELTO_ALWAYS_INLINE void multiplyOn(Columns& w, bool& started, const unsigned short (&chain)[4],
                                         unsigned count) const {
         const Block block = localBlock(chain);
