@@ -71,6 +71,16 @@ static void BM_WorldMatricesDoubleLocalSpace(benchmark::State& state) {
 }
 BENCHMARK(BM_WorldMatricesDoubleLocalSpace)->Arg(1024);
 
+// One walk up five ancestors (joint 121 of the bushy tree), as an IK solve starts with.
+static void BM_WorldMatrixDepth5(benchmark::State& state) {
+    const Skeleton s = makeSkeleton(1024);
+    const Pose pose = makePose(s, state.range(0) != 0);
+    const Poser poser(&s);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(poser.getWorldMatrix(pose, 121));
+}
+BENCHMARK(BM_WorldMatrixDepth5)->ArgName("parentSpace")->Arg(0)->Arg(1);
+
 static void BM_PoseSerialiseDeserialise(benchmark::State& state) {
     const Skeleton s = makeSkeleton(static_cast<unsigned short>(state.range(0)));
     const Pose pose = makePose(s, true);
