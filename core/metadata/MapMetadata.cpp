@@ -229,22 +229,34 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     internal::ReadDepth depth;
     internal::RowReader reader(archive, areaStart, depth.tooDeep());
     bool intact = !depth.tooDeep();
-    if (!scan.held) m_entries.clear();
+    std::vector<std::shared_ptr<Metadata>*> fresh;
+    if (!scan.held) {
+        // Every node first, then every value: allocations of one size in a row are served from
+        // one bin, where alternating node and value sizes made malloc search after a clear.
+        m_entries.clear();
+        fresh.reserve(count);
+        uint64_t used = 0;
+        internal::walkMapRows(
+            table, bytes, count, used, [&](std::string_view key, const ValueRow&) {
+                fresh.push_back(&m_entries
+                                     .emplace_hint(m_entries.end(), std::piecewise_construct,
+                                                   std::forward_as_tuple(key),
+                                                   std::forward_as_tuple())
+                                     ->second);
+            });
+    }
     size_t i = 0;
     uint64_t used = 0;
-    internal::walkMapRows(
-        table, bytes, count, used, [&](std::string_view key, const ValueRow& row) {
-            if (scan.held) {
-                // Nodes and values live in separate heap blocks: fetch them ahead in two stages.
-                if (i + 16 < count) __builtin_prefetch(slots[i + 16]);
-                if (i + 8 < count) __builtin_prefetch(slots[i + 8]->get());
-                intact = reader.read(row, *slots[i++], true) && intact;
-                return;
-            }
-            auto node = m_entries.emplace_hint(m_entries.end(), std::piecewise_construct,
-                                               std::forward_as_tuple(key), std::forward_as_tuple());
-            intact = reader.read(row, node->second, false) && intact;
-        });
+    internal::walkMapRows(table, bytes, count, used, [&](std::string_view, const ValueRow& row) {
+        if (scan.held) {
+            // Nodes and values live in separate heap blocks: fetch them ahead in two stages.
+            if (i + 16 < count) __builtin_prefetch(slots[i + 16]);
+            if (i + 8 < count) __builtin_prefetch(slots[i + 8]->get());
+            intact = reader.read(row, *slots[i++], true) && intact;
+            return;
+        }
+        intact = reader.read(row, *fresh[i++], false) && intact;
+    });
     archive.position = count ? internal::areaEnd(archive, areaStart, scan.last) : areaStart;
     if (!intact) archive.setFailed();
     return intact;
