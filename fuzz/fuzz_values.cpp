@@ -15,6 +15,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::stringstream text;
     value->toString(text);
     (void)value->isEqual(value.get(), 0.0);
+    // Sampled curves evaluate their points only when asked: ask, for any stored curve.
+    using SampledCurveValue = ZeltoCore::MetadataImpl<ZeltoUtils::SampledCurve>;
+    if (value->typeId() == SampledCurveValue::staticTypeId())
+        (void)static_cast<const SampledCurveValue&>(*value).get().samples();
     zelto_fuzz::checkWriteBack(*value, 0);
     return 0;
 }
