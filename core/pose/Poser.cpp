@@ -75,7 +75,7 @@ struct LocalMatrices {
                                   const Imath::Matrix44<T>* world) const {
         unsigned short chain[4] = {j, j, j, j};
         unsigned count = 1;
-        Columns w;
+        Columns w{};  // set by the first product; the compiler cannot see that there is one
         bool started = false;
         const Joint* a = detail::parentInSkeleton(skeleton, skeleton.joint(j));
         const Joint* stop = nullptr;
