@@ -17,7 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::remove(path.c_str());
     }
     ZeltoCore::Archive t;
-    if (t.decodeBase64(std::string(reinterpret_cast<const char*>(data), size))) {
+    // A compressed text may hold an empty payload; the empty archive encodes to "", which is
+    // refused, so only non-empty results round-trip.
+    if (t.decodeBase64(std::string(reinterpret_cast<const char*>(data), size)) && t.size > 0) {
         ZeltoCore::Archive u;
         ZELTO_FUZZ_CHECK(u.decodeBase64(t.encodeBase64(size % 2 == 0)));
         ZELTO_FUZZ_CHECK(u.size == t.size);

@@ -56,6 +56,7 @@ public:
     bool writeToFile(const std::string& path);
     bool readFromFile(const std::string& path);
     std::string encodeBase64(bool compress);
+    // A compressed text whose payload is empty decodes to an empty buffer and returns true.
     bool decodeBase64(const std::string& text);
 
     // Bytes between the cursor and the end of the buffer (0 when the cursor is past it).

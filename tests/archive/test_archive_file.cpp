@@ -262,4 +262,8 @@ TEST(ArchiveBase64, RoundTripsInBothFormsAndRefusesBadText) {
     // Uncompressed text that happens to end in ZIP: decoded bytes kept as they are.
     ASSERT_TRUE(a.decodeBase64("Zm9vZIP"));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(a.data), a.size), "foo");
+    // A compressed block of zero bytes (stored method, length 0) is a valid, empty text.
+    ASSERT_TRUE(a.decodeBase64("AAA=ZIP"));
+    EXPECT_EQ(a.size, 0u);
+    EXPECT_EQ(a.encodeBase64(false), "");
 }
