@@ -3,7 +3,9 @@
 #   scripts/fuzz.sh [seconds per program, default 20] [program ...]
 # FUZZ_RUNS=N also stops each program after N executions (for long runs: a large time limit and
 # the number of executions wanted); FUZZ_TIMEOUT sets the seconds one input may take (default 10;
-# raise it for niced runs on a busy machine, where a starved process can overrun it).
+# raise it for niced runs on a busy machine, where a starved process can overrun it); FUZZ_SEED
+# fixes libFuzzer's random seed, so that a short run on a fresh corpus tries the same inputs each
+# time (the test command sets it: a find then shows on every run of that commit, not by chance).
 # Seeds come from the library's own writers and the golden files of tests/data; the corpus grows
 # under build/fuzz/corpus. An input that once crashed a program goes to fuzz/regressions/<program>/,
 # which the test suite replays on every build (CTest: fuzz.<program>.regressions).
@@ -39,7 +41,7 @@ for p in "${programs[@]}"; do
     echo "== $p: ${seconds}s"
     set +e
     "$dir/fuzz/$p" "$corpus" "$seeds/$p" -dict=fuzz/zelto.dict -max_total_time="$seconds" \
-        ${FUZZ_RUNS:+-runs="$FUZZ_RUNS"} \
+        ${FUZZ_RUNS:+-runs="$FUZZ_RUNS"} ${FUZZ_SEED:+-seed="$FUZZ_SEED"} \
         -rss_limit_mb=2048 -malloc_limit_mb=1024 -timeout="${FUZZ_TIMEOUT:-10}" -print_final_stats=1 \
         -artifact_prefix="$dir/artifacts/$p-" >"$dir/$p.log" 2>&1
     rc=$?

@@ -71,7 +71,7 @@ test)
         TSAN_OPTIONS=halt_on_error=1 "$(find build/tsan/tests -name "$t" -type f)" --gtest_brief=1
     done
     echo "== fuzzing, a short run of every program"
-    scripts/fuzz.sh 10
+    FUZZ_SEED=1 scripts/fuzz.sh 10
     ;;
 *)
     echo "usage: $0 demo|test" >&2
