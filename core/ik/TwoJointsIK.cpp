@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/ik/internal/IkCommon.h"
+#include "core/ik/internal/SmallVector.h"
 #include "core/math/Transform.h"
 #include "core/pose/Pose.h"
 #include "core/pose/Poser.h"
@@ -21,22 +22,19 @@ struct ChainIds {
     unsigned short root, mid, end;
 };
 
-// World matrices of root and mid and the end's position, below the root's parent's world matrix.
+// World transforms of root and mid and the end's position, below the root's parent's. `midPose`
+// stands for the mid joint's pose, which a parent-space solve bends from its bind rotation.
 struct Chain {
-    Pose& pose;
+    const Pose& pose;
     const Skeleton& skeleton;
     ChainIds ids;
     bool parentSpace;
-    M44d parent;
-    M44d root{}, mid{};
+    Aff root, mid;
+    JointPose midPose;
     V3d end{};
 
-    void measure() {
-        root = multiplyAffine(localMatrix(pose, skeleton, ids.root, parentSpace), parent);
-        measureBelowRoot();
-    }
     void measureBelowRoot() {
-        mid = worldMatrixBelow(pose, skeleton, ids.root, root, ids.mid, parentSpace);
+        mid = worldAffineBelow(pose, skeleton, ids.root, root, ids.mid, midPose, parentSpace);
         end = worldPositionBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);
     }
 };
@@ -98,6 +96,38 @@ Quatd twistTowards(const Quatd& aim, const V3d& towards, const V3d& bend, const 
     return rotationBetween(fp, gp);
 }
 
+// The new rotations and the stretch of a solve, written back only when all are finite.
+struct Result {
+    Quatd root, mid;
+    double s = 1.0;
+};
+
+// Writes `r` back, or nothing (with the not-finite warning) when a value overflowed: inputs so
+// large that the geometry does.
+void commit(Pose& pose, const Skeleton& skeleton, ChainIds ids, const Result& r, bool parentSpace) {
+    const auto finite = [](const Quatd& q) { return std::isfinite(q.r) && isFinite(q.v); };
+    bool ok = finite(r.root) && finite(r.mid) && std::isfinite(r.s);
+    // The stretched translations from the end up to the root's child.
+    SmallVector<std::pair<unsigned short, V3d>, 4> offsets;
+    if (r.s != 1.0) {
+        for (int j = ids.end; ok && j != ids.root;
+             j = skeleton.joint(static_cast<unsigned short>(j)).parent()->id()) {
+            const unsigned short id = static_cast<unsigned short>(j);
+            offsets.push_back({id, scaledJointOffset(pose.jointPose(id).translation, skeleton, id,
+                                                     r.s, parentSpace)});
+            ok = isFinite(offsets.back().second);
+        }
+    }
+    if (!ok) {
+        ikWarning(kNotFiniteResultWarning);
+        return;
+    }
+    for (const auto& offset : offsets)
+        pose.jointPose(offset.first).translation = offset.second;
+    pose.jointPose(ids.root).rotation = r.root;
+    pose.jointPose(ids.mid).rotation = r.mid;
+}
+
 void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids, double stretch,
            bool soft, double softDistance, const V3d* poleVector, bool bindPoleForm,
            bool parentSpace) {
@@ -105,22 +135,23 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
         !checkIkChain(skeleton, {ids.root, ids.mid, ids.end})) {
         return;
     }
-    Chain chain{pose, skeleton, ids, parentSpace, parentWorldMatrix(pose, skeleton, ids.root)};
-    chain.measure();
+    const Quatd& rootRotation = pose.jointPose(ids.root).rotation;
+    Chain chain{pose, skeleton, ids, parentSpace, Aff{}, Aff{}, pose.jointPose(ids.mid)};
+    chain.root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
+                 parentWorldAffine(pose, skeleton, ids.root);
     if (parentSpace) {
         // Bend from the bind bend, unless the bind chain is straight.
-        Quatd& midRotation = pose.jointPose(ids.mid).rotation;
-        const Quatd saved = midRotation;
-        midRotation = skeleton.joint(ids.mid).rotation();
+        chain.midPose.rotation = skeleton.joint(ids.mid).rotation();
         chain.measureBelowRoot();
         const V3d a = chain.root.translation();
         if (((chain.mid.translation() - a).normalized() ^ (chain.end - a).normalized()) > 0.9999) {
-            midRotation = saved;
+            chain.midPose.rotation = pose.jointPose(ids.mid).rotation;
             chain.measureBelowRoot();
         }
+    } else {
+        chain.measureBelowRoot();
     }
-    const M44d root = chain.root;
-    const V3d a = root.translation();
+    const V3d a = chain.root.translation();
     const V3d b = chain.mid.translation();
     const V3d c = chain.end;
     const V3d ab = b - a, bc = c - b, ac = c - a;
@@ -149,27 +180,26 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     const double angle = wanted - current;
     Quatd bendRotation;
     if ((n ^ n) > 0.0) bendRotation.setAxisAngle(n, angle);
-    applyWorldRotation(pose, ids.mid, chain.mid, bendRotation);
+    Result result;
+    result.mid = rotatedInWorld(chain.midPose.rotation, chain.mid, bendRotation);
 
     // Aim the root at the target, then twist it about the root-to-target line: the given pole,
     // or the bind pole as the aim carries it. (Twisting first would move the end off the line.)
     const V3d aimed = ab + bendRotation.rotateVector(bc);
     const Quatd aim = rotationBetween(aimed, at);
     const V3d towards = bindPoleForm ? aim.rotateVector(pole) : pole;
-    applyWorldRotation(pose, ids.root, root, twistTowards(aim, towards, bend, ab, at) * aim);
+    result.root =
+        rotatedInWorld(rootRotation, chain.root, twistTowards(aim, towards, bend, ab, at) * aim);
 
     // Stretch every segment from the root's child to the end by s. The rotations carried the end
     // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
     // and s = 1 would write back what the joints already hold.
     const double ratio = softApplied ? (target - a).length() / lt : lt / aimed.length();
-    const double s =
+    result.s =
         stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) && ratio > 1.0
             ? 1.0 + (ratio - 1.0) * stretch
             : 1.0;
-    if (s == 1.0) return;
-    for (int j = ids.end; j != ids.root;
-         j = skeleton.joint(static_cast<unsigned short>(j)).parent()->id())
-        scaleJointOffset(pose, skeleton, static_cast<unsigned short>(j), s, parentSpace);
+    commit(pose, skeleton, ids, result, parentSpace);
 }
 
 }  // namespace
@@ -178,7 +208,6 @@ void solveTwoJointsIK(Pose& pose, const Skeleton& skeleton, const Imath::Vec3<do
                       unsigned short rootId, unsigned short midId, unsigned short endId,
                       double stretch, bool soft, double softDistance,
                       Imath::Vec3<double>* poleVector) {
-    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
           false, pose.inParentSpace());
 }
@@ -188,7 +217,6 @@ void solveTwoJointsIKInParentSpace(Pose& pose, const Skeleton& skeleton,
                                    unsigned short midId, unsigned short endId, double stretch,
                                    bool soft, double softDistance,
                                    Imath::Vec3<double>* poleVector) {
-    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, poleVector,
           false, true);
 }
@@ -197,7 +225,6 @@ void solveTwoJointsIKNoPoleVector(Pose& pose, const Skeleton& skeleton,
                                   const Imath::Vec3<double>& target, unsigned short rootId,
                                   unsigned short midId, unsigned short endId, double stretch,
                                   bool soft, double softDistance) {
-    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
           true, pose.inParentSpace());
 }
@@ -207,7 +234,6 @@ void solveTwoJointsIKNoPoleVectorInParentSpace(Pose& pose, const Skeleton& skele
                                                unsigned short rootId, unsigned short midId,
                                                unsigned short endId, double stretch, bool soft,
                                                double softDistance) {
-    detail::FiniteResultGuard guard(pose, skeleton, rootId, {endId});
     solve(pose, skeleton, target, {rootId, midId, endId}, stretch, soft, softDistance, nullptr,
           true, true);
 }

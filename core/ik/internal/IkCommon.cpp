@@ -165,42 +165,55 @@ M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned shor
     return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();
 }
 
-namespace {
-
-// The product of the local matrices strictly between `upperId` and `lowerId`, times upperWorld:
-// the world matrix of lowerId's parent. Bounded so that cyclic links cannot keep the walk going.
-template <class Local>
-M44d parentWorldBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
-                      unsigned short lowerId, Local local) {
-    int k = parentId(skeleton, lowerId);
-    if (k == upperId || k < 0) return upperWorld;
-    M44d between = local(static_cast<unsigned short>(k));
-    k = parentId(skeleton, static_cast<unsigned short>(k));
-    for (unsigned int steps = 1; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
-        between = multiplyAffine(between, local(static_cast<unsigned short>(k)));
-        k = parentId(skeleton, static_cast<unsigned short>(k));
-    }
-    return multiplyAffine(between, upperWorld);
+Aff parentWorldAffine(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
+    return Aff::of(parentWorldMatrix(pose, skeleton, upperId));
 }
 
-M44d parentWorldBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
-                      const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+namespace {
+
+// The product of the local transforms strictly between `upperId` and `lowerId`, times upperWorld:
+// the world transform of lowerId's parent. Bounded so that cyclic links cannot keep the walk going.
+template <class Local>
+Aff parentWorldBelow(const Skeleton& skeleton, unsigned short upperId, const Aff& upperWorld,
+                     unsigned short lowerId, Local local) {
+    int k = parentId(skeleton, lowerId);
+    if (k == upperId || k < 0) return upperWorld;
+    Aff between = local(static_cast<unsigned short>(k));
+    k = parentId(skeleton, static_cast<unsigned short>(k));
+    for (unsigned int steps = 1; k >= 0 && k != upperId && steps < skeleton.numJoints(); ++steps) {
+        between = between * local(static_cast<unsigned short>(k));
+        k = parentId(skeleton, static_cast<unsigned short>(k));
+    }
+    return between * upperWorld;
+}
+
+Aff parentWorldBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                     const Aff& upperWorld, unsigned short lowerId, bool parentSpace) {
     return parentWorldBelow(skeleton, upperId, upperWorld, lowerId, [&](unsigned short k) {
-        return localMatrix(pose, skeleton, k, parentSpace);
+        return localAffine(pose.jointPose(k), skeleton, k, parentSpace);
     });
 }
 
 }  // namespace
 
+Aff worldAffineBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                     const Aff& upperWorld, unsigned short lowerId, const JointPose& lowerPose,
+                     bool parentSpace) {
+    return localAffine(lowerPose, skeleton, lowerId, parentSpace) *
+           parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace);
+}
+
 M44d worldMatrixBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
-    return multiplyAffine(
-        localMatrix(pose, skeleton, lowerId, parentSpace),
-        parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace));
+    M44d m;
+    worldAffineBelow(pose, skeleton, upperId, Aff::of(upperWorld), lowerId, pose.jointPose(lowerId),
+                     parentSpace)
+        .store(m);
+    return m;
 }
 
 V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
-                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+                       const Aff& upperWorld, unsigned short lowerId, bool parentSpace) {
     // The translation row of the local matrix: the pose's, carried through the bind transform
     // in local space.
     const V3d& t = pose.jointPose(lowerId).translation;
@@ -209,14 +222,16 @@ V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned shor
                        parentWorldBelow(pose, skeleton, upperId, upperWorld, lowerId, parentSpace));
 }
 
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const M44d& upperWorld, unsigned short lowerId, bool parentSpace) {
+    return worldPositionBelow(pose, skeleton, upperId, Aff::of(upperWorld), lowerId, parentSpace);
+}
+
 V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M44d& upperWorld,
                       unsigned short lowerId) {
-    const M44d parent =
-        parentWorldBelow(skeleton, upperId, upperWorld, lowerId,
-                         [&](unsigned short k) { return skeleton.joint(k).matrix(); });
-    V3d world;
-    parent.multVecMatrix(skeleton.joint(lowerId).translation(), world);
-    return world;
+    const Aff parent = parentWorldBelow(skeleton, upperId, Aff::of(upperWorld), lowerId,
+                                        [&](unsigned short k) { return bindAffine(skeleton, k); });
+    return affinePoint(skeleton.joint(lowerId).translation(), parent);
 }
 
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const V3d& axis,
@@ -228,16 +243,20 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
 }
 
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation) {
+    Quatd& r = pose.jointPose(id).rotation;
+    r = rotatedInWorld(r, Aff::of(world), rotation);
+}
+
+Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& rotation) {
     // The same angle about the axis carried into the joint's frame: (cos, sin * axis) keeps its
     // cosine and sine, so no angle needs to be taken out and put back.
-    const double length = rotation.length();
     const double sinHalf = rotation.v.length();
-    if (sinHalf == 0.0) return;
+    if (sinHalf == 0.0) return jointRotation;
     V3d axis = multDirInverse(world, rotation.v);
     axis.normalize();
-    if ((axis ^ axis) == 0.0) return;
-    JointPose& jointPose = pose.jointPose(id);
-    jointPose.rotation = jointPose.rotation * Quatd(rotation.r / length, axis * (sinHalf / length));
+    if ((axis ^ axis) == 0.0) return jointRotation;
+    const double length = rotation.length();
+    return jointRotation * Quatd(rotation.r / length, axis * (sinHalf / length));
 }
 
 Quatd rotationBetween(const V3d& from, const V3d& to) {
@@ -265,14 +284,16 @@ void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, c
 void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
                       bool parentSpace) {
     V3d& t = pose.jointPose(id).translation;
-    if (parentSpace) {
-        t *= s;
-        return;
-    }
+    t = scaledJointOffset(t, skeleton, id, s, parentSpace);
+}
+
+V3d scaledJointOffset(const V3d& t, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace) {
+    if (parentSpace) return t * s;
     // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
     // the change of tB too.
-    const M44d bind = skeleton.joint(id).matrix();
-    t = t * s + multDirInverse(bind, bind.translation()) * (s - 1.0);
+    const Aff bind = bindAffine(skeleton, id);
+    return t * s + multDirInverse(bind, bind.translation()) * (s - 1.0);
 }
 
 bool hasSkipIk(const Skeleton& skeleton, unsigned short id) {

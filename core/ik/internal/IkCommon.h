@@ -136,6 +136,16 @@ inline V3d affinePoint(const V3d& p, const M44d& m) {
     return affinePoint(p, Affine<double>::of(m));
 }
 
+using Aff = Affine<double>;
+
+// The transform of joint `id` relative to its parent, `p` being its joint pose (the pose's own,
+// or one being tried).
+inline Aff localAffine(const JointPose& p, const Skeleton& skeleton, unsigned short id,
+                       bool parentSpace) {
+    const Aff m = Aff::of(p.rotation, p.translation, p.scale);
+    return parentSpace ? m : m * bindAffine(skeleton, id);
+}
+
 // The local matrix of a local-space joint pose whose joint's bindRows() are known.
 inline M44d localMatrix(const JointPose& p, const Rows<double>& bind) {
     M44d m;
@@ -152,6 +162,15 @@ inline M44d localMatrix(const Pose& pose, const Skeleton& skeleton, unsigned sho
 
 // World matrix of the parent of `upperId` (one Poser::getWorldMatrix), the identity without one.
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId);
+Aff parentWorldAffine(const Pose& pose, const Skeleton& skeleton, unsigned short upperId);
+
+// world(lower) from the known world transform of `upperId`, an ancestor of `lowerId`, with
+// `lowerPose` standing for lowerId's joint pose.
+Aff worldAffineBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                     const Aff& upperWorld, unsigned short lowerId, const JointPose& lowerPose,
+                     bool parentSpace);
+V3d worldPositionBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                       const Aff& upperWorld, unsigned short lowerId, bool parentSpace);
 
 // world(lower) from the known world matrix of `upperId`, an ancestor of `lowerId`: the local
 // matrices of the joints in between are multiplied up the parent path.
@@ -172,6 +191,9 @@ V3d bindPositionBelow(const Skeleton& skeleton, unsigned short upperId, const M4
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const V3d& axis,
                         double angle);
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation);
+// The joint rotation applyWorldRotation gives: `jointRotation` with `rotation` composed on in
+// world space, `world` being the joint's world transform.
+Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& rotation);
 
 // The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
 // Quat::setRotation would give the zero quaternion).
@@ -192,6 +214,9 @@ void writeWorldMatrix(Pose& pose, const Skeleton& skeleton, unsigned short id, c
 // rotation and scale: the translation part of writing back a world matrix whose offset from the
 // parent's was scaled, without re-extracting the rest.
 void scaleJointOffset(Pose& pose, const Skeleton& skeleton, unsigned short id, double s,
+                      bool parentSpace);
+// The translation scaleJointOffset gives joint `id` whose joint pose translation is `t`.
+V3d scaledJointOffset(const V3d& t, const Skeleton& skeleton, unsigned short id, double s,
                       bool parentSpace);
 
 // Whether the skeleton marks the joint to be left out of IK ("skipIk" or "zelto_skipIk", any

@@ -242,6 +242,11 @@ struct Affine {
     const V& operator()(int i, int k) const { return i < 3 ? a[i][k] : t[k]; }
 
     Rows<V> rows() const { return affineRows<V>(*this); }
+    void store(Imath::Matrix44<V>& m) const {
+        m = Imath::Matrix44<V>(a[0][0], a[0][1], a[0][2], 0, a[1][0], a[1][1], a[1][2], 0, a[2][0],
+                               a[2][1], a[2][2], 0, t[0], t[1], t[2], 1);
+    }
+    Imath::Vec3<V> translation() const { return Imath::Vec3<V>(t[0], t[1], t[2]); }
 
     // *this * b, both affine: the sums of the product with b's rows, in the same order.
     ZELTO_ALWAYS_INLINE Affine operator*(const Affine& b) const {
@@ -324,14 +329,18 @@ inline Imath::Vec3<T> productTranslation(const Imath::Matrix44<T>& a, const Imat
 // gives, without building the inverse. v itself when that part is singular (as the identity
 // Imath's inverse() returns then would give).
 template <class T>
-inline Imath::Vec3<T> multDirInverse(const Imath::Matrix44<T>& m, const Imath::Vec3<T>& v) {
+inline Imath::Vec3<T> multDirInverse(const Affine<T>& m, const Imath::Vec3<T>& v) {
     // Columns of the adjugate are the cross products of the matrix's rows.
-    const Imath::Vec3<T> r0(m[0][0], m[0][1], m[0][2]), r1(m[1][0], m[1][1], m[1][2]),
-        r2(m[2][0], m[2][1], m[2][2]);
+    const Imath::Vec3<T> r0(m.a[0][0], m.a[0][1], m.a[0][2]), r1(m.a[1][0], m.a[1][1], m.a[1][2]),
+        r2(m.a[2][0], m.a[2][1], m.a[2][2]);
     const Imath::Vec3<T> c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
     const T det = r0 ^ c0;
     if (det == T(0)) return v;
     return Imath::Vec3<T>(v ^ c0, v ^ c1, v ^ c2) / det;
+}
+template <class T>
+inline Imath::Vec3<T> multDirInverse(const Imath::Matrix44<T>& m, const Imath::Vec3<T>& v) {
+    return multDirInverse(Affine<T>::of(m), v);
 }
 
 }  // namespace detail
