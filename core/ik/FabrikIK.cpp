@@ -35,13 +35,13 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
 
     ChainJoints joints;
     evaluateChain(pose, skeleton, chain, parentSpace, joints);
-    const V3d start = joints[0].world.translation();
+    const V3d start = joints[0].position();
     if (!checkReachable(start, target)) return;
 
     // The bend plane holds the first bone and the pole. The frame's x axis lies in that plane
     // across the pole, y is the plane normal, z the pole, and the start is its origin.
     const V3d pole = poleVector->normalized();
-    const V3d firstBone = (start - joints[1].world.translation()).normalized();
+    const V3d firstBone = (start - joints[1].position()).normalized();
     if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
         ikWarning(kFabrikPoleWarning);
         return;
@@ -61,7 +61,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     // p: positions flattened onto the plane, in the frame; offset: what the flattening removed.
     Positions p(n), offset(n);
     for (size_t i = 0; i < n; ++i) {
-        const V3d x = joints[i].world.translation();
+        const V3d x = joints[i].position();
         p[i] = toFrame(start + projectOntoPlane(x - start, normal));
         offset[i] = toFrame(x) - p[i];
     }

@@ -1,6 +1,7 @@
 #include "core/ik/internal/FabrikCommon.h"
 
 #include <cmath>
+#include <limits>
 
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
@@ -11,35 +12,86 @@ namespace detail {
 
 namespace {
 
-// Moves `moved` to `length` from `anchor` along the line through both. A plain square root: the
-// inner loop of every iteration, and a distance too small to square (below 1e-154) counts as 0.
-void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
+// Moves `moved` to `length` from `anchor` along the line through both, unless they lie closer
+// than the step whose square is `minStep2`, or at distance 0. length / r is taken as
+// sqrt(r^2) * (length / r^2), so that the root and the quotient run side by side instead of one
+// after the other: every pull waits on the one before, and this is most of an iteration's time.
+// Where that form overflows (r^2 tiny), the plain quotient.
+inline void pull(const V3d& anchor, V3d& moved, double length, double minStep2) {
     const V3d d = moved - anchor;
-    const double r = std::sqrt(d ^ d);
-    if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
+    const double r2 = d ^ d;
+    if (!(r2 >= minStep2 && r2 > 0.0)) return;
+    double f = std::sqrt(r2) * (length / r2);
+    if (!(f <= std::numeric_limits<double>::max())) f = length / std::sqrt(r2);
+    moved = anchor + d * f;
 }
 
-void readLocal(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    joint.local = parentSpace ? localMatrix(pose, skeleton, joint.id, true)
-                              : localMatrix(pose.jointPose(joint.id), joint.bind);
-}
-
-// Re-reads a joint's local matrix after its rotation changed.
-void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    readLocal(pose, skeleton, joint, parentSpace);
-    joint.world = multiplyAffine(joint.local, joint.above);
+Affine<double> localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
+    const JointPose& p = pose.jointPose(joint.id);
+    const Affine<double> own = Affine<double>::of(p.rotation, p.translation, p.scale);
+    return parentSpace ? own : own * joint.bind;
 }
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
 void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
              bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
-    const Joint* parent = skeleton.joint(lower.id).parent();
-    lower.above = parent->id() == chain[k].id
-                      ? chain[k].world
-                      : worldMatrixBelow(pose, skeleton, chain[k].id, chain[k].world, parent->id(),
-                                         parentSpace);
-    lower.world = multiplyAffine(lower.local, lower.above);
+    if (lower.direct) {
+        lower.above = chain[k].world;
+    } else {
+        const unsigned short parent = skeleton.joint(lower.id).parent()->id();
+        lower.above = Affine<double>::of(worldMatrixBelow(
+            pose, skeleton, chain[k].id, toMatrix(chain[k].world), parent, parentSpace));
+    }
+    lower.world = lower.local * lower.above;
+}
+
+}  // namespace
+
+namespace {
+
+// The iterations on the n points at p. Called with a constant n (inlined), the passes unroll and
+// the points stay in registers, where a loop over memory would add a store and a load to every
+// pull; each pull waits on the one before.
+template <class Point>
+ZELTO_ALWAYS_INLINE bool iterate(Point* p, size_t n, const double* lengths, const V3d& goal,
+                                 double tolerance2, unsigned int maxIterations,
+                                 unsigned int& iterations, double minStep2, double stalled) {
+    const V3d base = p[0];
+    unsigned int count = iterations;
+    bool moving = true;
+    while (true) {
+        const V3d before = p[n - 1];
+        p[n - 1] = goal;
+        // The backward pass stops at p[1]: p[0] goes back to the base whatever it would pull.
+        for (size_t i = n - 1; i > 1; --i)
+            pull(p[i], p[i - 1], lengths[i - 1], minStep2);
+        p[0] = base;
+        for (size_t i = 0; i + 1 < n; ++i)
+            pull(p[i], p[i + 1], lengths[i], minStep2);
+        ++count;
+        if (count >= maxIterations || !((p[n - 1] - goal).length2() > tolerance2)) break;
+        if ((p[n - 1] - before).length2() <= stalled) {
+            moving = false;
+            break;
+        }
+    }
+    iterations = count;
+    return moving;
+}
+
+template <size_t N>
+bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                  double stalled) {
+    V3d q[N];
+    for (size_t i = 0; i < N; ++i)
+        q[i] = p[i];
+    const bool moving =
+        iterate(q, N, lengths, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+    for (size_t i = 0; i < N; ++i)
+        p[i] = q[i];
+    return moving;
 }
 
 }  // namespace
@@ -52,19 +104,24 @@ bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double
     for (double l : lengths)
         total += l;
     const double stalled = 1e-24 * total * total;  // squared: a move of 1e-12 of the length
-    const V3d base = p[0];
-    while (true) {
-        const V3d before = p[n - 1];
-        p[n - 1] = goal;
-        for (size_t i = n - 1; i > 0; --i)
-            pull(p[i], p[i - 1], lengths[i - 1], minStep);
-        p[0] = base;
-        for (size_t i = 0; i + 1 < n; ++i)
-            pull(p[i], p[i + 1], lengths[i], minStep);
-        ++iterations;
-        const V3d miss = p[n - 1] - goal;
-        if (iterations >= maxIterations || !(std::sqrt(miss ^ miss) > tolerance)) return true;
-        if ((p[n - 1] - before).length2() <= stalled) return false;
+    const double minStep2 = minStep * minStep;
+    // Squared, as the miss is: a negative tolerance never counts as met, like any distance.
+    const double tolerance2 = tolerance >= 0.0 ? tolerance * tolerance : -1.0;
+    const double* l = lengths.data();
+    switch (n) {
+#define ZELTO_FIXED(N)                                                                      \
+    case N:                                                                                 \
+        return iterateFixed<N>(p, l, goal, tolerance2, maxIterations, iterations, minStep2, \
+                               stalled);
+        ZELTO_FIXED(2)
+        ZELTO_FIXED(3)
+        ZELTO_FIXED(4)
+        ZELTO_FIXED(5)
+        ZELTO_FIXED(6)
+#undef ZELTO_FIXED
+        default:
+            return iterate(p.data(), n, l, goal, tolerance2, maxIterations, iterations, minStep2,
+                           stalled);
     }
 }
 
@@ -99,16 +156,23 @@ bool checkReachable(const V3d& from, const V3d& target) {
     return false;
 }
 
+M44d toMatrix(const Affine<double>& m) {
+    return M44d(m.a[0][0], m.a[0][1], m.a[0][2], 0.0, m.a[1][0], m.a[1][1], m.a[1][2], 0.0,
+                m.a[2][0], m.a[2][1], m.a[2][2], 0.0, m.t[0], m.t[1], m.t[2], 1.0);
+}
+
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain) {
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
-        chain[k].id = ids[k];
-        if (!parentSpace) chain[k].bind = bindRows(skeleton, ids[k]);
-        readLocal(pose, skeleton, chain[k], parentSpace);
+        ChainJoint& joint = chain[k];
+        joint.id = ids[k];
+        joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
+        if (!parentSpace) joint.bind = bindAffine(skeleton, ids[k]);
+        joint.local = localOf(pose, joint, parentSpace);
     }
-    chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
-    chain[0].world = multiplyAffine(chain[0].local, chain[0].above);
+    chain[0].above = Affine<double>::of(parentWorldMatrix(pose, skeleton, ids[0]));
+    chain[0].world = chain[0].local * chain[0].above;
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
@@ -116,30 +180,33 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
 void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
                bool bones, bool parentSpace) {
     for (size_t k = 0; k + 1 < chain.size(); ++k) {
+        ChainJoint& joint = chain[k];
         // The turns above moved the next joint; only its position is needed before this turn.
         V3d next;
         if (k == 0) {
-            next = chain[1].world.translation();
-        } else if (skeleton.joint(chain[k + 1].id).parent()->id() == chain[k].id) {
-            next = productTranslation(chain[k + 1].local, chain[k].world);
+            next = chain[1].position();
+        } else if (chain[k + 1].direct) {
+            const Affine<double>& l = chain[k + 1].local;
+            next = affinePoint(V3d(l.t[0], l.t[1], l.t[2]), joint.world);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);
-            next = chain[k + 1].world.translation();
+            next = chain[k + 1].position();
         }
-        const V3d at = chain[k].world.translation();
+        const V3d at = joint.position();
         const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
-        applyWorldRotation(pose, chain[k].id, chain[k].world, rotationBetween(from, to));
-        refresh(pose, skeleton, chain[k], parentSpace);
+        applyWorldRotation(pose, joint.id, toMatrix(joint.world), rotationBetween(from, to));
+        joint.local = localOf(pose, joint, parentSpace);
+        joint.world = joint.local * joint.above;
         descend(pose, skeleton, chain, k, parentSpace);
     }
 }
 
 void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
     const ChainJoint& start = chain.front();
-    const V3d at = start.world.translation();
-    applyWorldRotation(pose, start.id, start.world,
-                       rotationBetween(chain.back().world.translation() - at, target - at));
+    const V3d at = start.position();
+    applyWorldRotation(pose, start.id, toMatrix(start.world),
+                       rotationBetween(chain.back().position() - at, target - at));
 }
 
 }  // namespace detail

@@ -56,14 +56,20 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain);
 // Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
-// The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
-// its own world matrix (local * above); in local space also its bind rows, read once per solve.
+// The matrices of one listed joint of a chain, affine: its local matrix, its parent's world matrix
+// and its own world matrix (local * above); in local space also its bind transform, read once per
+// solve. `direct` when the joint before it in the chain is its parent.
 struct ChainJoint {
+    ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
-    Rows<double> bind;
-    Imath::Matrix44<double> local, above, world;
+    bool direct;
+    Affine<double> bind, local, above, world;
+    V3d position() const { return V3d(world.t[0], world.t[1], world.t[2]); }
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
+
+// The Imath matrix of an affine transform.
+M44d toMatrix(const Affine<double>& m);
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
