@@ -32,18 +32,20 @@ Affine<double> localOf(const Pose& pose, const ChainJoint& joint, bool parentSpa
     return parentSpace ? own : own * joint.bind;
 }
 
+const WorldRows& above(const ChainJoints& chain, size_t k) {
+    return chain[k].direct ? chain[k - 1].world : chain[k].above;
+}
+
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
 void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
              bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
-    if (lower.direct) {
-        lower.above = chain[k].world;
-    } else {
-        const unsigned short parent = skeleton.joint(lower.id).parent()->id();
-        lower.above = Affine<double>::of(worldMatrixBelow(
-            pose, skeleton, chain[k].id, toMatrix(chain[k].world), parent, parentSpace));
+    if (!lower.direct) {
+        M44d world = worldMatrixBelow(pose, skeleton, chain[k].id, toMatrix(chain[k].world),
+                                      skeleton.joint(lower.id).parent()->id(), parentSpace);
+        lower.above = WorldRows::load(world);
     }
-    lower.world = lower.local * lower.above;
+    lower.world = affineTimes(lower.local, above(chain, k + 1));
 }
 
 }  // namespace
@@ -156,9 +158,10 @@ bool checkReachable(const V3d& from, const V3d& target) {
     return false;
 }
 
-M44d toMatrix(const Affine<double>& m) {
-    return M44d(m.a[0][0], m.a[0][1], m.a[0][2], 0.0, m.a[1][0], m.a[1][1], m.a[1][2], 0.0,
-                m.a[2][0], m.a[2][1], m.a[2][2], 0.0, m.t[0], m.t[1], m.t[2], 1.0);
+M44d toMatrix(const WorldRows& m) {
+    M44d out;
+    m.store(out);
+    return out;
 }
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
@@ -171,8 +174,8 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         if (!parentSpace) joint.bind = bindAffine(skeleton, ids[k]);
         joint.local = localOf(pose, joint, parentSpace);
     }
-    chain[0].above = Affine<double>::of(parentWorldMatrix(pose, skeleton, ids[0]));
-    chain[0].world = chain[0].local * chain[0].above;
+    chain[0].above = WorldRows::load(parentWorldMatrix(pose, skeleton, ids[0]));
+    chain[0].world = affineTimes(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
@@ -186,8 +189,13 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         if (k == 0) {
             next = chain[1].position();
         } else if (chain[k + 1].direct) {
+            // The translation row of local(k + 1) * world(k), the sums of the full product.
             const Affine<double>& l = chain[k + 1].local;
-            next = affinePoint(V3d(l.t[0], l.t[1], l.t[2]), joint.world);
+            const WorldRows& w = joint.world;
+            const Halves<double> t = Halves<double>::splat(l.t[0]) * w.r[0] +
+                                     Halves<double>::splat(l.t[1]) * w.r[1] +
+                                     Halves<double>::splat(l.t[2]) * w.r[2] + w.r[3];
+            next = V3d(t[0], t[1], t[2]);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);
             next = chain[k + 1].position();
@@ -197,7 +205,7 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
         applyWorldRotation(pose, joint.id, toMatrix(joint.world), rotationBetween(from, to));
         joint.local = localOf(pose, joint, parentSpace);
-        joint.world = joint.local * joint.above;
+        joint.world = affineTimes(joint.local, above(chain, k));
         descend(pose, skeleton, chain, k, parentSpace);
     }
 }

@@ -56,20 +56,26 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain);
 // Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
-// The matrices of one listed joint of a chain, affine: its local matrix, its parent's world matrix
-// and its own world matrix (local * above); in local space also its bind transform, read once per
-// solve. `direct` when the joint before it in the chain is its parent.
+// A world matrix as rows of two 16-byte halves: each product stores and reloads it in the same
+// pieces, so the next product down the chain reads it straight from the stores.
+using WorldRows = Rows<double, Halves<double>>;
+
+// The matrices of one listed joint of a chain: its local matrix (affine; in local space built on
+// its bind transform, read once per solve) and its world matrix, local * the world matrix above
+// it. `direct` when the joint before it in the chain is its parent: that joint's world matrix is
+// then the one above. `above` is kept only for the other joints.
 struct ChainJoint {
     ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
     bool direct;
-    Affine<double> bind, local, above, world;
-    V3d position() const { return V3d(world.t[0], world.t[1], world.t[2]); }
+    Affine<double> bind, local;
+    WorldRows above, world;
+    V3d position() const { return V3d(world.r[3][0], world.r[3][1], world.r[3][2]); }
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
 
-// The Imath matrix of an affine transform.
-M44d toMatrix(const Affine<double>& m);
+// The Imath matrix of a world matrix.
+M44d toMatrix(const WorldRows& m);
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
