@@ -21,9 +21,12 @@ inline void pull(const V3d& anchor, V3d& moved, double length, double minStep2) 
     const V3d d = moved - anchor;
     const double r2 = d ^ d;
     if (!(r2 >= minStep2 && r2 > 0.0)) return;
-    double f = std::sqrt(r2) * (length / r2);
-    if (!(f <= std::numeric_limits<double>::max())) f = length / std::sqrt(r2);
-    moved = anchor + d * f;
+    const double s = std::sqrt(r2), q = length / r2;
+    if (s * q <= std::numeric_limits<double>::max()) {
+        moved = anchor + d * q * s;  // the root, slower than the quotient, joins last
+    } else {
+        moved = anchor + d * (length / s);
+    }
 }
 
 Affine<double> localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
