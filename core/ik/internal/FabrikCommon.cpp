@@ -29,10 +29,10 @@ inline void pull(const V3d& anchor, V3d& moved, double length, double minStep2) 
     }
 }
 
-Affine<double> localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
+WorldRows localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
     const JointPose& p = pose.jointPose(joint.id);
     const Affine<double> own = Affine<double>::of(p.rotation, p.translation, p.scale);
-    return parentSpace ? own : own * joint.bind;
+    return parentSpace ? affineRows<double, Halves<double>>(own) : affineTimes(own, joint.bind);
 }
 
 const WorldRows& above(const ChainJoints& chain, size_t k) {
@@ -174,7 +174,8 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         ChainJoint& joint = chain[k];
         joint.id = ids[k];
         joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
-        if (!parentSpace) joint.bind = bindAffine(skeleton, ids[k]);
+        if (!parentSpace)
+            joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
         joint.local = localOf(pose, joint, parentSpace);
     }
     chain[0].above = WorldRows::load(parentWorldMatrix(pose, skeleton, ids[0]));
@@ -193,11 +194,11 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
             next = chain[1].position();
         } else if (chain[k + 1].direct) {
             // The translation row of local(k + 1) * world(k), the sums of the full product.
-            const Affine<double>& l = chain[k + 1].local;
+            const WorldRows& l = chain[k + 1].local;
             const WorldRows& w = joint.world;
-            const Halves<double> t = Halves<double>::splat(l.t[0]) * w.r[0] +
-                                     Halves<double>::splat(l.t[1]) * w.r[1] +
-                                     Halves<double>::splat(l.t[2]) * w.r[2] + w.r[3];
+            const Halves<double> t = Halves<double>::splat(l(3, 0)) * w.r[0] +
+                                     Halves<double>::splat(l(3, 1)) * w.r[1] +
+                                     Halves<double>::splat(l(3, 2)) * w.r[2] + w.r[3];
             next = V3d(t[0], t[1], t[2]);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);

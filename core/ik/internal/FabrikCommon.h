@@ -60,16 +60,15 @@ bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& 
 // pieces, so the next product down the chain reads it straight from the stores.
 using WorldRows = Rows<double, Halves<double>>;
 
-// The matrices of one listed joint of a chain: its local matrix (affine; in local space built on
-// its bind transform, read once per solve) and its world matrix, local * the world matrix above
+// The matrices of one listed joint of a chain: its local matrix (in local space built on its bind
+// transform, read once per solve) and its world matrix, local * the world matrix above
 // it. `direct` when the joint before it in the chain is its parent: that joint's world matrix is
 // then the one above. `above` is kept only for the other joints.
 struct ChainJoint {
     ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
     bool direct;
-    Affine<double> bind, local;
-    WorldRows above, world;
+    WorldRows bind, local, above, world;
     V3d position() const { return V3d(world.r[3][0], world.r[3][1], world.r[3][2]); }
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
