@@ -152,7 +152,9 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain) {
             return false;
         }
     }
-    return checkIkChain(skeleton, chain);
+    // Parent links one by one make each joint an ancestor of the next; what is left to check is
+    // that the top reaches a root.
+    return chain.size == 0 ? checkIkChain(skeleton, chain) : checkIkChain(skeleton, {chain[0]});
 }
 
 bool checkReachable(const V3d& from, const V3d& target) {
