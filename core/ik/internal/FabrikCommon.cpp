@@ -113,21 +113,15 @@ bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double
     // Squared, as the miss is: a negative tolerance never counts as met, like any distance.
     const double tolerance2 = tolerance >= 0.0 ? tolerance * tolerance : -1.0;
     const double* l = lengths.data();
-    switch (n) {
-#define ZELTO_FIXED(N)                                                                      \
-    case N:                                                                                 \
-        return iterateFixed<N>(p, l, goal, tolerance2, maxIterations, iterations, minStep2, \
-                               stalled);
-        ZELTO_FIXED(2)
-        ZELTO_FIXED(3)
-        ZELTO_FIXED(4)
-        ZELTO_FIXED(5)
-        ZELTO_FIXED(6)
-#undef ZELTO_FIXED
-        default:
-            return iterate(p.data(), n, l, goal, tolerance2, maxIterations, iterations, minStep2,
-                           stalled);
-    }
+    // Chains that fit inline have their own unrolled passes.
+    using Fixed = bool (*)(Positions&, const double*, const V3d&, double, unsigned int,
+                           unsigned int&, double, double);
+    static constexpr Fixed fixed[kInlineJoints + 1] = {
+        nullptr,         nullptr,         iterateFixed<2>, iterateFixed<3>, iterateFixed<4>,
+        iterateFixed<5>, iterateFixed<6>, iterateFixed<7>, iterateFixed<8>};
+    if (n <= kInlineJoints)
+        return fixed[n](p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+    return iterate(p.data(), n, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
 }
 
 void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {
@@ -158,7 +152,8 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain) {
 }
 
 bool checkReachable(const V3d& from, const V3d& target) {
-    if (std::isfinite((target - from).length())) return true;
+    // The length overflows exactly when its square does.
+    if (std::isfinite((target - from).length2())) return true;
     ikWarning(kNotFiniteWarning);
     return false;
 }
