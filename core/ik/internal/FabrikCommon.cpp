@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
@@ -55,25 +56,17 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
 
 namespace {
 
-// The iterations on the n points at p. Called with a constant n (inlined), the passes unroll and
-// the points stay in registers, where a loop over memory would add a store and a load to every
-// pull; each pull waits on the one before.
-template <class Point>
-ZELTO_ALWAYS_INLINE bool iterate(Point* p, size_t n, const double* lengths, const V3d& goal,
-                                 double tolerance2, unsigned int maxIterations,
-                                 unsigned int& iterations, double minStep2, double stalled) {
-    const V3d base = p[0];
+// The iterations on the n points at p; `passes` runs one backward and one forward pass.
+template <class Passes>
+ZELTO_ALWAYS_INLINE bool iterate(V3d* p, size_t n, const V3d& goal, double tolerance2,
+                                 unsigned int maxIterations, unsigned int& iterations,
+                                 double stalled, Passes passes) {
     unsigned int count = iterations;
     bool moving = true;
     while (true) {
         const V3d before = p[n - 1];
         p[n - 1] = goal;
-        // The backward pass stops at p[1]: p[0] goes back to the base whatever it would pull.
-        for (size_t i = n - 1; i > 1; --i)
-            pull(p[i], p[i - 1], lengths[i - 1], minStep2);
-        p[0] = base;
-        for (size_t i = 0; i + 1 < n; ++i)
-            pull(p[i], p[i + 1], lengths[i], minStep2);
+        passes();
         ++count;
         if (count >= maxIterations || !((p[n - 1] - goal).length2() > tolerance2)) break;
         if ((p[n - 1] - before).length2() <= stalled) {
@@ -85,18 +78,47 @@ ZELTO_ALWAYS_INLINE bool iterate(Point* p, size_t n, const double* lengths, cons
     return moving;
 }
 
+// The backward pass stops at p[1]: p[0] goes back to the base whatever it would pull.
+bool iterateLoop(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+                 unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                 double stalled) {
+    const size_t n = p.size();
+    const V3d base = p[0];
+    return iterate(p.data(), n, goal, tolerance2, maxIterations, iterations, stalled, [&] {
+        for (size_t i = n - 1; i > 1; --i)
+            pull(p[i], p[i - 1], lengths[i - 1], minStep2);
+        p[0] = base;
+        for (size_t i = 0; i + 1 < n; ++i)
+            pull(p[i], p[i + 1], lengths[i], minStep2);
+    });
+}
+
+// The same passes for N points with every index a constant from the start, so the points are
+// taken apart into registers: each pull waits on the one before, and a store and reload of the
+// point between them would add to every wait.
+template <size_t N, size_t... I>
+bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                  double stalled, std::index_sequence<I...>) {
+    V3d q[N] = {p[I]..., p[N - 1]};
+    const V3d base = q[0];
+    const bool moving = iterate(q, N, goal, tolerance2, maxIterations, iterations, stalled, [&] {
+        ((I + 2 < N ? pull(q[N - 1 - I], q[N - 2 - I], lengths[N - 2 - I], minStep2) : void()),
+         ...);
+        q[0] = base;
+        (pull(q[I], q[I + 1], lengths[I], minStep2), ...);
+    });
+    ((p[I] = q[I]), ...);
+    p[N - 1] = q[N - 1];
+    return moving;
+}
+
 template <size_t N>
 bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
                   unsigned int maxIterations, unsigned int& iterations, double minStep2,
                   double stalled) {
-    V3d q[N];
-    for (size_t i = 0; i < N; ++i)
-        q[i] = p[i];
-    const bool moving =
-        iterate(q, N, lengths, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
-    for (size_t i = 0; i < N; ++i)
-        p[i] = q[i];
-    return moving;
+    return iterateFixed<N>(p, lengths, goal, tolerance2, maxIterations, iterations, minStep2,
+                           stalled, std::make_index_sequence<N - 1>());
 }
 
 }  // namespace
@@ -121,7 +143,7 @@ bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double
         iterateFixed<5>, iterateFixed<6>, iterateFixed<7>, iterateFixed<8>};
     if (n <= kInlineJoints)
         return fixed[n](p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
-    return iterate(p.data(), n, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+    return iterateLoop(p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
 }
 
 void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {
