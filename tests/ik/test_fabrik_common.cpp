@@ -141,3 +141,36 @@ TEST(FabrikCommon, PullsAtTheEdgesOfTheDoubleRange) {
     // Coincident joints stay where they are.
     expectPlainIterations({V3d(0), V3d(0), V3d(1, 0, 0)}, V3d(0, 1, 0), 0.0, 5, 0.0);
 }
+
+TEST(FabrikCommon, TurnJointComposesAsApplyWorldRotation) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> coordinate(-1, 1);
+    auto vector = [&] { return V3d(coordinate(random), coordinate(random), coordinate(random)); };
+    const Skeleton s = makeLeg();
+    const Pose start = movedPose(s, true);
+    // World rotation rows turned and scaled: uniformly, unevenly, mirrored, flattened to a
+    // plane, and by scales at which the adjugate over- or underflows.
+    const V3d scales[] = {V3d(1.3),     V3d(0.5, 2, 1.1), V3d(1, -1, 1),
+                          V3d(1, 0, 1), V3d(1e-100),      V3d(1e100)};
+    for (const V3d& scale : scales) {
+        for (int trial = 0; trial < 10; ++trial) {
+            SCOPED_TRACE(trial);
+            M44d world = axisAngle(vector(), 2 * coordinate(random)).toMatrix44();
+            for (int i = 0; i < 3; ++i)
+                for (int k = 0; k < 3; ++k)
+                    world[i][k] *= scale[i];
+            world[3][0] = 4;
+            // Half turns and no turn as well as ordinary ones.
+            const V3d from = vector();
+            const V3d to = trial == 0 ? -from : trial == 1 ? from * 2 : vector();
+            const Quatd q = detail::rotationBetween(from, to);
+            Pose expected = start, turned = start;
+            detail::applyWorldRotation(expected, kKnee, world, q);
+            detail::turnJoint(turned, kKnee, detail::WorldRows::load(world), q);
+            const Quatd& a = turned.jointPose(kKnee).rotation;
+            const Quatd& b = expected.jointPose(kKnee).rotation;
+            EXPECT_NEAR(a.r, b.r, 1e-12) << scale;
+            EXPECT_V3_NEAR(a.v, b.v, 1e-12) << scale;
+        }
+    }
+}

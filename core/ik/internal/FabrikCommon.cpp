@@ -186,6 +186,27 @@ M44d toMatrix(const WorldRows& m) {
     return out;
 }
 
+void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& q) {
+    const double v2 = q.v ^ q.v;
+    if (!(v2 > 0.0)) return;
+    const V3d r0(world.r[0][0], world.r[0][1], world.r[0][2]),
+        r1(world.r[1][0], world.r[1][1], world.r[1][2]),
+        r2(world.r[2][0], world.r[2][1], world.r[2][2]);
+    const V3d c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
+    const double det = r0 ^ c0;
+    const V3d axis = det == 0.0 ? q.v : V3d(q.v ^ c0, q.v ^ c1, q.v ^ c2);
+    const double a2 = axis ^ axis;
+    const double length = std::sqrt(q.r * q.r + v2);
+    const double scale = std::sqrt(v2) / length / a2 * std::sqrt(a2);
+    if (!(a2 >= std::numeric_limits<double>::min() &&
+          scale <= std::numeric_limits<double>::max())) {
+        applyWorldRotation(pose, id, toMatrix(world), q);
+        return;
+    }
+    JointPose& joint = pose.jointPose(id);
+    joint.rotation = joint.rotation * Quatd(q.r / length, axis * (det < 0.0 ? -scale : scale));
+}
+
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain) {
     chain.resize(ids.size);
@@ -226,7 +247,7 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         const V3d at = joint.position();
         const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
-        applyWorldRotation(pose, joint.id, toMatrix(joint.world), rotationBetween(from, to));
+        turnJoint(pose, joint.id, joint.world, rotationBetween(from, to));
         joint.local = localOf(pose, joint, parentSpace);
         joint.world = affineTimes(joint.local, above(chain, k));
         descend(pose, skeleton, chain, k, parentSpace);
@@ -236,8 +257,8 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
 void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
     const ChainJoint& start = chain.front();
     const V3d at = start.position();
-    applyWorldRotation(pose, start.id, toMatrix(start.world),
-                       rotationBetween(chain.back().position() - at, target - at));
+    turnJoint(pose, start.id, start.world,
+              rotationBetween(chain.back().position() - at, target - at));
 }
 
 }  // namespace detail

@@ -76,6 +76,13 @@ using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
 // The Imath matrix of a world matrix.
 M44d toMatrix(const WorldRows& m);
 
+// applyWorldRotation for a world matrix held as rows, with less waiting on the way: the axis is
+// carried into the joint's frame by the adjugate of the rotation rows alone (the determinant only
+// sets its sign once it is normalised), and the normalisation, the sine and the quaternion's
+// length make one factor. Where the squared axis leaves the normal range of doubles (world scales
+// beyond about 1e+-70), applyWorldRotation itself. Equal to it up to rounding.
+void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& rotation);
+
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
