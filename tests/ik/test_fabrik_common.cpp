@@ -1,6 +1,6 @@
 // Tests of the FABRIK solvers' shared passes against the plain computations they stand for: the
 // chain's affine world matrices against the poser, before and after the bones are turned, and the
-// unrolled position iterations against a plain FABRIK loop.
+// unrolled position iterations, in space and in a plane, against a plain FABRIK loop.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -83,6 +83,20 @@ void expectPlainIterations(const std::vector<V3d>& start, const V3d& goal, doubl
         EXPECT_TRUE(isFinite(p[i])) << "point " << i;
         EXPECT_V3_NEAR(p[i], plain[i], 1e-12 * (1 + plain[i].length())) << "point " << i;
     }
+    // A chain in the plane z = 0 solves the same in two coordinates.
+    bool planar = goal.z == 0;
+    for (const V3d& x : start)
+        planar = planar && x.z == 0;
+    if (!planar) return;
+    detail::Points<Imath::V2d> flat(n);
+    for (size_t i = 0; i < n; ++i)
+        flat[i] = Imath::V2d(start[i].x, start[i].y);
+    unsigned int flatIterations = 0;
+    detail::fabrikIterate(flat, l, Imath::V2d(goal.x, goal.y), tolerance, maxIterations,
+                          flatIterations, minStep);
+    EXPECT_EQ(flatIterations, expected);
+    for (size_t i = 0; i < n; ++i)
+        EXPECT_V3_NEAR(V3d(flat[i].x, flat[i].y, 0), plain[i], 1e-12 * (1 + plain[i].length()));
 }
 
 }  // namespace
@@ -119,11 +133,13 @@ TEST(FabrikCommon, IterationsMatchThePlainLoop) {
     for (size_t n = 2; n <= 9; ++n) {
         for (int trial = 0; trial < 20; ++trial) {
             SCOPED_TRACE("n=" + std::to_string(n) + " trial " + std::to_string(trial));
+            // Every fifth chain lies in a plane, for the two-coordinate passes.
+            const V3d flatten = trial % 5 ? V3d(1) : V3d(1, 1, 0);
             std::vector<V3d> start{V3d(0)};
             for (size_t i = 1; i < n; ++i)
-                start.push_back(start.back() + point());
+                start.push_back(start.back() + point() * flatten);
             // Goals near the base make the chain fold back and use up the cap.
-            const V3d goal = point() * (trial % 2 ? 0.3 : 1.5 * double(n));
+            const V3d goal = point() * flatten * (trial % 2 ? 0.3 : 1.5 * double(n));
             expectPlainIterations(start, goal, trial % 3 ? 1e-4 : 0.0, 40, trial % 4 ? 0.0 : 1e-3);
         }
     }

@@ -18,8 +18,9 @@ namespace {
 // sqrt(r^2) * (length / r^2), so that the root and the quotient run side by side instead of one
 // after the other: every pull waits on the one before, and this is most of an iteration's time.
 // Where that form overflows (r^2 tiny), the plain quotient.
-inline void pull(const V3d& anchor, V3d& moved, double length, double minStep2) {
-    const V3d d = moved - anchor;
+template <class V>
+inline void pull(const V& anchor, V& moved, double length, double minStep2) {
+    const V d = moved - anchor;
     const double r2 = d ^ d;
     if (!(r2 >= minStep2 && r2 > 0.0)) return;
     const double s = std::sqrt(r2), q = length / r2;
@@ -57,14 +58,14 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
 namespace {
 
 // The iterations on the n points at p; `passes` runs one backward and one forward pass.
-template <class Passes>
-ZELTO_ALWAYS_INLINE bool iterate(V3d* p, size_t n, const V3d& goal, double tolerance2,
+template <class V, class Passes>
+ZELTO_ALWAYS_INLINE bool iterate(V* p, size_t n, const V& goal, double tolerance2,
                                  unsigned int maxIterations, unsigned int& iterations,
                                  double stalled, Passes passes) {
     unsigned int count = iterations;
     bool moving = true;
     while (true) {
-        const V3d before = p[n - 1];
+        const V before = p[n - 1];
         p[n - 1] = goal;
         passes();
         ++count;
@@ -79,11 +80,12 @@ ZELTO_ALWAYS_INLINE bool iterate(V3d* p, size_t n, const V3d& goal, double toler
 }
 
 // The backward pass stops at p[1]: p[0] goes back to the base whatever it would pull.
-bool iterateLoop(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+template <class V>
+bool iterateLoop(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
                  double stalled) {
     const size_t n = p.size();
-    const V3d base = p[0];
+    const V base = p[0];
     return iterate(p.data(), n, goal, tolerance2, maxIterations, iterations, stalled, [&] {
         for (size_t i = n - 1; i > 1; --i)
             pull(p[i], p[i - 1], lengths[i - 1], minStep2);
@@ -96,12 +98,12 @@ bool iterateLoop(Positions& p, const double* lengths, const V3d& goal, double to
 // The same passes for N points with every index a constant from the start, so the points are
 // taken apart into registers: each pull waits on the one before, and a store and reload of the
 // point between them would add to every wait.
-template <size_t N, size_t... I>
-bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+template <size_t N, class V, size_t... I>
+bool iterateFixed(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
                   unsigned int maxIterations, unsigned int& iterations, double minStep2,
                   double stalled, std::index_sequence<I...>) {
-    V3d q[N] = {p[I]..., p[N - 1]};
-    const V3d base = q[0];
+    V q[N] = {p[I]..., p[N - 1]};
+    const V base = q[0];
     const bool moving = iterate(q, N, goal, tolerance2, maxIterations, iterations, stalled, [&] {
         ((I + 2 < N ? pull(q[N - 1 - I], q[N - 2 - I], lengths[N - 2 - I], minStep2) : void()),
          ...);
@@ -113,18 +115,17 @@ bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double t
     return moving;
 }
 
-template <size_t N>
-bool iterateFixed(Positions& p, const double* lengths, const V3d& goal, double tolerance2,
+template <size_t N, class V>
+bool iterateFixed(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
                   unsigned int maxIterations, unsigned int& iterations, double minStep2,
                   double stalled) {
     return iterateFixed<N>(p, lengths, goal, tolerance2, maxIterations, iterations, minStep2,
                            stalled, std::make_index_sequence<N - 1>());
 }
 
-}  // namespace
-
-bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
-                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
+template <class V>
+bool iterateChain(Points<V>& p, const Lengths& lengths, const V& goal, double tolerance,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep) {
     const size_t n = p.size();
     if (n < 2) return false;
     double total = 0.0;
@@ -136,14 +137,28 @@ bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double
     const double tolerance2 = tolerance >= 0.0 ? tolerance * tolerance : -1.0;
     const double* l = lengths.data();
     // Chains that fit inline have their own unrolled passes.
-    using Fixed = bool (*)(Positions&, const double*, const V3d&, double, unsigned int,
-                           unsigned int&, double, double);
-    static constexpr Fixed fixed[kInlineJoints + 1] = {
-        nullptr,         nullptr,         iterateFixed<2>, iterateFixed<3>, iterateFixed<4>,
-        iterateFixed<5>, iterateFixed<6>, iterateFixed<7>, iterateFixed<8>};
+    using Fixed = bool (*)(Points<V>&, const double*, const V&, double, unsigned int, unsigned int&,
+                           double, double);
+    static constexpr Fixed fixed[] = {iterateFixed<2, V>, iterateFixed<3, V>, iterateFixed<4, V>,
+                                      iterateFixed<5, V>, iterateFixed<6, V>, iterateFixed<7, V>,
+                                      iterateFixed<8, V>};
+    static_assert(sizeof(fixed) / sizeof(*fixed) == kInlineJoints - 1, "one per inline length");
     if (n <= kInlineJoints)
-        return fixed[n](p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+        return fixed[n - 2](p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
     return iterateLoop(p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+}
+
+}  // namespace
+
+bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
+                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
+    return iterateChain(p, lengths, goal, tolerance, maxIterations, iterations, minStep);
+}
+
+bool fabrikIterate(Points<Imath::V2d>& p, const Lengths& lengths, const Imath::V2d& goal,
+                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
+                   double minStep) {
+    return iterateChain(p, lengths, goal, tolerance, maxIterations, iterations, minStep);
 }
 
 void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {

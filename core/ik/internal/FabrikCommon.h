@@ -24,7 +24,9 @@ namespace detail {
 
 // Chains up to this long are solved without allocating.
 constexpr std::size_t kInlineJoints = 8;
-using Positions = SmallVector<Imath::Vec3<double>, kInlineJoints>;
+template <class V>
+using Points = SmallVector<V, kInlineJoints>;
+using Positions = Points<Imath::Vec3<double>>;
 using Lengths = SmallVector<double, kInlineJoints>;
 using JointIds = std::vector<unsigned short>;
 using ChainIds = SmallVector<unsigned short, 2 * kInlineJoints>;
@@ -38,6 +40,10 @@ constexpr const char* kFabrikPoleWarning = "Missing or 0 length pole vector!";
 // end (by 1e-12 of the chain length), so a huge cap cannot spin on a goal it cannot improve;
 // returns false in that case.
 bool fabrikIterate(Positions& p, const Lengths& lengths, const Imath::Vec3<double>& goal,
+                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
+                   double minStep);
+// The same in a plane.
+bool fabrikIterate(Points<Imath::V2d>& p, const Lengths& lengths, const Imath::V2d& goal,
                    double tolerance, unsigned int maxIterations, unsigned int& iterations,
                    double minStep);
 
