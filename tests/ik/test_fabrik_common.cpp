@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -165,9 +166,9 @@ TEST(FabrikCommon, TurnJointComposesAsApplyWorldRotation) {
     const Skeleton s = makeLeg();
     const Pose start = movedPose(s, true);
     // World rotation rows turned and scaled: uniformly, unevenly, mirrored, flattened to a
-    // plane, and by scales at which the adjugate over- or underflows.
-    const V3d scales[] = {V3d(1.3),     V3d(0.5, 2, 1.1), V3d(1, -1, 1),
-                          V3d(1, 0, 1), V3d(1e-100),      V3d(1e100)};
+    // plane or nearly so, and by scales at which the adjugate over- or underflows.
+    const V3d scales[] = {V3d(1.3),          V3d(0.5, 2, 1.1), V3d(1, -1, 1), V3d(1, 0, 1),
+                          V3d(1, 1e-300, 1), V3d(1e-100),      V3d(1e100)};
     for (const V3d& scale : scales) {
         for (int trial = 0; trial < 10; ++trial) {
             SCOPED_TRACE(trial);
@@ -189,4 +190,9 @@ TEST(FabrikCommon, TurnJointComposesAsApplyWorldRotation) {
             EXPECT_V3_NEAR(a.v, b.v, 1e-12) << scale;
         }
     }
+    // A rotation that is not a number leaves one in the pose either way, for the guard to see.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    Pose turned = start;
+    detail::turnJoint(turned, kKnee, detail::WorldRows::load(M44d()), Quatd(nan, V3d(nan)));
+    EXPECT_TRUE(std::isnan(turned.jointPose(kKnee).rotation.r));
 }

@@ -53,10 +53,6 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
     lower.world = affineTimes(lower.local, above(chain, k + 1));
 }
 
-}  // namespace
-
-namespace {
-
 // The iterations on the n points at p; `passes` runs one backward and one forward pass.
 template <class V, class Passes>
 ZELTO_ALWAYS_INLINE bool iterate(V* p, size_t n, const V& goal, double tolerance2,
@@ -79,7 +75,8 @@ ZELTO_ALWAYS_INLINE bool iterate(V* p, size_t n, const V& goal, double tolerance
     return moving;
 }
 
-// The backward pass stops at p[1]: p[0] goes back to the base whatever it would pull.
+// The passes over points in memory, for chains too long to be held inline. The backward pass
+// stops at p[1]: p[0] goes back to the base whatever it would pull.
 template <class V>
 bool iterateLoop(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
@@ -202,19 +199,23 @@ M44d toMatrix(const WorldRows& m) {
 }
 
 void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& q) {
-    const double v2 = q.v ^ q.v;
-    if (!(v2 > 0.0)) return;
+    if (q.v == V3d(0.0)) return;
     const V3d r0(world.r[0][0], world.r[0][1], world.r[0][2]),
         r1(world.r[1][0], world.r[1][1], world.r[1][2]),
         r2(world.r[2][0], world.r[2][1], world.r[2][2]);
     const V3d c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
     const double det = r0 ^ c0;
     const V3d axis = det == 0.0 ? q.v : V3d(q.v ^ c0, q.v ^ c1, q.v ^ c2);
-    const double a2 = axis ^ axis;
+    const double v2 = q.v ^ q.v, a2 = axis ^ axis;
     const double length = std::sqrt(q.r * q.r + v2);
     const double scale = std::sqrt(v2) / length / a2 * std::sqrt(a2);
-    if (!(a2 >= std::numeric_limits<double>::min() &&
-          scale <= std::numeric_limits<double>::max())) {
+    // Off the normal range (the axis, its sine or the inverse's image of it too small or too
+    // large to square), the general form, which is what this must equal.
+    const double image2 = det == 0.0 ? a2 : a2 / (det * det);
+    const auto normal = [](double x) {
+        return x >= std::numeric_limits<double>::min() && x <= std::numeric_limits<double>::max();
+    };
+    if (!(normal(v2) && normal(a2) && normal(image2) && normal(scale))) {
         applyWorldRotation(pose, id, toMatrix(world), q);
         return;
     }

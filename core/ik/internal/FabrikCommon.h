@@ -67,9 +67,9 @@ bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& 
 using WorldRows = Rows<double, Halves<double>>;
 
 // The matrices of one listed joint of a chain: its local matrix (in local space built on its bind
-// transform, read once per solve) and its world matrix, local * the world matrix above
-// it. `direct` when the joint before it in the chain is its parent: that joint's world matrix is
-// then the one above. `above` is kept only for the other joints.
+// transform, which is read once per solve) and its world matrix, local * the world matrix above.
+// `direct` when the joint before it in the chain is its parent, whose world matrix is then the one
+// above; `above` is kept only for the other joints.
 struct ChainJoint {
     ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
@@ -85,8 +85,9 @@ M44d toMatrix(const WorldRows& m);
 // applyWorldRotation for a world matrix held as rows, with less waiting on the way: the axis is
 // carried into the joint's frame by the adjugate of the rotation rows alone (the determinant only
 // sets its sign once it is normalised), and the normalisation, the sine and the quaternion's
-// length make one factor. Where the squared axis leaves the normal range of doubles (world scales
-// beyond about 1e+-70), applyWorldRotation itself. Equal to it up to rounding.
+// length make one factor. Equal to applyWorldRotation up to rounding; where a square on the way
+// leaves the normal range of doubles (world scales beyond about 1e+-70, vanishing turns, nearly
+// singular matrices, values that are not finite), it is applyWorldRotation.
 void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& rotation);
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
