@@ -13,6 +13,7 @@
 namespace ZeltoCore {
 
 using namespace detail;
+using Imath::V2d;
 
 void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
                     const std::vector<unsigned short>& midJoints, unsigned short endId,
@@ -35,13 +36,13 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
 
     ChainJoints joints;
     evaluateChain(pose, skeleton, chain, parentSpace, joints);
-    const V3d start = joints[0].world.translation();
+    const V3d start = joints[0].position();
     if (!checkReachable(start, target)) return;
 
     // The bend plane holds the first bone and the pole. The frame's x axis lies in that plane
     // across the pole, y is the plane normal, z the pole, and the start is its origin.
     const V3d pole = poleVector->normalized();
-    const V3d firstBone = (start - joints[1].world.translation()).normalized();
+    const V3d firstBone = (start - joints[1].position()).normalized();
     if (pole.length() == 0.0 || firstBone.length() == 0.0 || isParallel(firstBone, pole)) {
         ikWarning(kFabrikPoleWarning);
         return;
@@ -58,11 +59,13 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         return start + side * q.x + normal * q.y + pole * q.z;
     };
 
-    // p: positions flattened onto the plane, in the frame; offset: what the flattening removed.
+    // p: positions flattened onto the plane, in the frame, where y is 0 (what rounding leaves of
+    // it goes to the offset); offset: what the flattening removed.
     Positions p(n), offset(n);
     for (size_t i = 0; i < n; ++i) {
-        const V3d x = joints[i].world.translation();
+        const V3d x = joints[i].position();
         p[i] = toFrame(start + projectOntoPlane(x - start, normal));
+        p[i].y = 0.0;
         offset[i] = toFrame(x) - p[i];
     }
     Lengths lengths(n - 1);
@@ -72,13 +75,19 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     // The flat goal keeps the chain's planar direction; the final aim turns it to the target.
     const V3d base = p[0];
     const V3d goal = (target - start).length() * (p[n - 1] - base).normalized();
-    const V3d firstEnd = p[n - 1];
+    // FABRIK in the plane's two coordinates: shorter sums in every pull.
+    Points<V2d> flat(n);
+    for (size_t i = 0; i < n; ++i)
+        flat[i] = V2d(p[i].x, p[i].z);
+    const V2d firstEnd = flat[n - 1], flatGoal(goal.x, goal.z);
     unsigned int iterations = 0;
     for (unsigned int step = 0; step < steps; ++step) {
         const double t = steps == 1 ? 1.0 : double(step) / double(steps - 1);
-        fabrikIterate(p, lengths, firstEnd + (goal - firstEnd) * t, tolerance, maxIterations,
+        fabrikIterate(flat, lengths, firstEnd + (flatGoal - firstEnd) * t, tolerance, maxIterations,
                       iterations, 0.0);
     }
+    for (size_t i = 0; i < n; ++i)
+        p[i] = V3d(flat[i].x, 0.0, flat[i].y);
 
     const Imath::Matrix33<double> turn = rotationBetween(p[n - 1] - base, goal - base).toMatrix33();
     for (size_t i = 1; i < n; ++i)

@@ -39,7 +39,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
 
     ChainJoints chain;
     evaluateChain(pose, skeleton, joints, parentSpace, chain);
-    const V3d root = chain[0].world.translation();
+    const V3d root = chain[0].position();
     if (!checkReachable(root, target)) return;
     // Flattening onto the plane of the root-to-target line and the pole; without a plane (no
     // pole, or one along that line) the chain keeps its shape.
@@ -54,8 +54,8 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
     Positions solved{root};
     double total = 0.0, run = 0.0;
     for (size_t i = 1; i < n; ++i) {
-        const V3d x = chain[i].world.translation();
-        lengths[i - 1] = (x - chain[i - 1].world.translation()).length();
+        const V3d x = chain[i].position();
+        lengths[i - 1] = (x - chain[i - 1].position()).length();
         total += lengths[i - 1];
         run += lengths[i - 1];
         active[i] = n == 2 || !hasSkipIk(skeleton, joints[i]);

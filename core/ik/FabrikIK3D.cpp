@@ -32,7 +32,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     Lengths lengths(n - 1);
     double total = 0.0;
     for (size_t i = 0; i < n; ++i) {
-        p[i] = joints[i].world.translation();
+        p[i] = joints[i].position();
         if (i) total += lengths[i - 1] = (p[i] - p[i - 1]).length();
     }
     const V3d start = p[0];
@@ -54,7 +54,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
                       0.0);
     }
     turnBones(pose, skeleton, joints, p, true, parentSpace);
-    const V3d end = joints.back().world.translation();
+    const V3d end = joints.back().position();
     aimStart(pose, joints, target);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.

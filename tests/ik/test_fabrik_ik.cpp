@@ -340,3 +340,50 @@ TEST(FabrikIK, RefusalsWarnOnceAndLeaveThePoseAndPole) {
             EXPECT_TRUE(v[k] == c.pole[k] || (std::isnan(v[k]) && std::isnan(c.pole[k])));
     }
 }
+
+TEST(FabrikIK, RotationsKeepTheirGoldenValues) {
+    // Rotations of joints 1 ... 5 after one solve of each kind, as first computed; a faster pass
+    // may change them by rounding only.
+    const Skeleton s = makeChain(5);
+    const V3d target(0.4, 2.6, 0.7);
+    auto expectRotations = [](const Pose& pose, const std::vector<Quatd>& expected) {
+        for (unsigned short i = 1; i <= 5; ++i) {
+            const Quatd& q = pose.jointPose(i).rotation;
+            const Quatd& e = expected[i - 1];
+            EXPECT_NEAR(q.r, e.r, 1e-9) << i;
+            EXPECT_V3_NEAR(q.v, e.v, 1e-9) << i;
+        }
+    };
+    Pose chain = bentPose(s, false, true), list = bentPose(s, false, false),
+         threeD = bentPose(s, true, false);
+    V3d pole(0, 0, 1), goal = target;
+    fabrikIKSolver(chain, s, target, 1, {2, 3, 4}, 5, 1e-6, 4, 2, &pole);
+    fabrikIKSolver2(list, s, target, chainIds(5), 0.0, 1e-6, 4, 2, &pole);
+    fabrikIK3DSolver(threeD, s, goal, 1, {2, 3, 4}, chainIds(5), 5, 1e-6, 4, 1, &pole);
+    expectRotations(chain, {Quatd(0.88983638656947406, 0.4544265700782123, 0.018373363439930266,
+                                  -0.036743939089834907),
+                            Quatd(0.94691958277148036, -0.32147053327464636, 0, 0),
+                            Quatd(0.84582642007963715, 0.5334582149477739, 0, 0),
+                            Quatd(0.45303430277944357, 0.89149308494521906, 0, 0),
+                            Quatd(0.98877107793604224, 0.14943813247359919, -0, 0)});
+    expectRotations(list, {Quatd(0.987996834041866, 0.13227085268674391, 0.061519600797813483,
+                                 -0.050813543179437051),
+                           Quatd(0.96599706157784715, -0.25422001862459259, -0.042886275310563729,
+                                 -0.019560842094945536),
+                           Quatd(0.67010767677830918, 0.74189726765903252, 0.0050408076162060042,
+                                 0.022775777075997539),
+                           Quatd(0.84254682926267566, 0.53813339595908238, -0.022127996398180361,
+                                 0.0061351795702572834),
+                           Quatd(0.98877107793604224, 0.066237287674146911, 0.12068545862899947,
+                                 -0.058132583241047704)});
+    expectRotations(
+        threeD,
+        {Quatd(0.9064891971534047, 0.41869000567296, 0.033655941666606792, -0.042933578750044873),
+         Quatd(0.93816911774492551, -0.30924122854051928, -0.073133470782368676,
+               0.13733195014920224),
+         Quatd(0.81298131407364793, 0.54347653663843321, 0.12518337339402325, -0.16740298717845833),
+         Quatd(0.34737695427861148, 0.93517321973671064, 0.037772759721991463,
+               -0.057909579055405419),
+         Quatd(0.96776986799266185, 0.21325361766379577, 0.12801751569520969,
+               -0.039444807440219949)});
+}

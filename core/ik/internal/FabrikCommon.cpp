@@ -1,6 +1,8 @@
 #include "core/ik/internal/FabrikCommon.h"
 
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
@@ -11,61 +13,149 @@ namespace detail {
 
 namespace {
 
-// Moves `moved` to `length` from `anchor` along the line through both. A plain square root: the
-// inner loop of every iteration, and a distance too small to square (below 1e-154) counts as 0.
-void pull(const V3d& anchor, V3d& moved, double length, double minStep) {
-    const V3d d = moved - anchor;
-    const double r = std::sqrt(d ^ d);
-    if (r >= minStep && r > 0.0) moved = anchor + d * (length / r);
+// Moves `moved` to `length` from `anchor` along the line through both, unless they lie closer
+// than the step whose square is `minStep2`, or at distance 0. length / r is taken as
+// sqrt(r^2) * (length / r^2), so that the root and the quotient run side by side instead of one
+// after the other: every pull waits on the one before, and this is most of an iteration's time.
+// Where that form overflows (r^2 tiny), the plain quotient.
+template <class V>
+inline void pull(const V& anchor, V& moved, double length, double minStep2) {
+    const V d = moved - anchor;
+    const double r2 = d ^ d;
+    if (!(r2 >= minStep2 && r2 > 0.0)) return;
+    const double s = std::sqrt(r2), q = length / r2;
+    if (s * q <= std::numeric_limits<double>::max()) {
+        moved = anchor + d * q * s;  // the root, slower than the quotient, joins last
+    } else {
+        moved = anchor + d * (length / s);
+    }
 }
 
-void readLocal(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    joint.local = parentSpace ? localMatrix(pose, skeleton, joint.id, true)
-                              : localMatrix(pose.jointPose(joint.id), joint.bind);
+WorldRows localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
+    const JointPose& p = pose.jointPose(joint.id);
+    const Affine<double> own = Affine<double>::of(p.rotation, p.translation, p.scale);
+    return parentSpace ? affineRows<double, Halves<double>>(own) : affineTimes(own, joint.bind);
 }
 
-// Re-reads a joint's local matrix after its rotation changed.
-void refresh(const Pose& pose, const Skeleton& skeleton, ChainJoint& joint, bool parentSpace) {
-    readLocal(pose, skeleton, joint, parentSpace);
-    joint.world = multiplyAffine(joint.local, joint.above);
+const WorldRows& above(const ChainJoints& chain, size_t k) {
+    return chain[k].direct ? chain[k - 1].world : chain[k].above;
 }
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
 void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
              bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
-    const Joint* parent = skeleton.joint(lower.id).parent();
-    lower.above = parent->id() == chain[k].id
-                      ? chain[k].world
-                      : worldMatrixBelow(pose, skeleton, chain[k].id, chain[k].world, parent->id(),
-                                         parentSpace);
-    lower.world = multiplyAffine(lower.local, lower.above);
+    if (!lower.direct) {
+        M44d world = worldMatrixBelow(pose, skeleton, chain[k].id, toMatrix(chain[k].world),
+                                      skeleton.joint(lower.id).parent()->id(), parentSpace);
+        lower.above = WorldRows::load(world);
+    }
+    lower.world = affineTimes(lower.local, above(chain, k + 1));
 }
 
-}  // namespace
+// The iterations on the n points at p; `passes` runs one backward and one forward pass.
+template <class V, class Passes>
+ZELTO_ALWAYS_INLINE bool iterate(V* p, size_t n, const V& goal, double tolerance2,
+                                 unsigned int maxIterations, unsigned int& iterations,
+                                 double stalled, Passes passes) {
+    unsigned int count = iterations;
+    bool moving = true;
+    while (true) {
+        const V before = p[n - 1];
+        p[n - 1] = goal;
+        passes();
+        ++count;
+        if (count >= maxIterations || !((p[n - 1] - goal).length2() > tolerance2)) break;
+        if ((p[n - 1] - before).length2() <= stalled) {
+            moving = false;
+            break;
+        }
+    }
+    iterations = count;
+    return moving;
+}
 
-bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
-                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
+// The passes over points in memory, for chains too long to be held inline. The backward pass
+// stops at p[1]: p[0] goes back to the base whatever it would pull.
+template <class V>
+bool iterateLoop(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
+                 unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                 double stalled) {
+    const size_t n = p.size();
+    const V base = p[0];
+    return iterate(p.data(), n, goal, tolerance2, maxIterations, iterations, stalled, [&] {
+        for (size_t i = n - 1; i > 1; --i)
+            pull(p[i], p[i - 1], lengths[i - 1], minStep2);
+        p[0] = base;
+        for (size_t i = 0; i + 1 < n; ++i)
+            pull(p[i], p[i + 1], lengths[i], minStep2);
+    });
+}
+
+// The same passes for N points with every index a constant from the start, so the points are
+// taken apart into registers: each pull waits on the one before, and a store and reload of the
+// point between them would add to every wait.
+template <size_t N, class V, size_t... I>
+bool iterateFixed(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                  double stalled, std::index_sequence<I...>) {
+    V q[N] = {p[I]..., p[N - 1]};
+    const V base = q[0];
+    const bool moving = iterate(q, N, goal, tolerance2, maxIterations, iterations, stalled, [&] {
+        ((I + 2 < N ? pull(q[N - 1 - I], q[N - 2 - I], lengths[N - 2 - I], minStep2) : void()),
+         ...);
+        q[0] = base;
+        (pull(q[I], q[I + 1], lengths[I], minStep2), ...);
+    });
+    ((p[I] = q[I]), ...);
+    p[N - 1] = q[N - 1];
+    return moving;
+}
+
+template <size_t N, class V>
+bool iterateFixed(Points<V>& p, const double* lengths, const V& goal, double tolerance2,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep2,
+                  double stalled) {
+    return iterateFixed<N>(p, lengths, goal, tolerance2, maxIterations, iterations, minStep2,
+                           stalled, std::make_index_sequence<N - 1>());
+}
+
+template <class V>
+bool iterateChain(Points<V>& p, const Lengths& lengths, const V& goal, double tolerance,
+                  unsigned int maxIterations, unsigned int& iterations, double minStep) {
     const size_t n = p.size();
     if (n < 2) return false;
     double total = 0.0;
     for (double l : lengths)
         total += l;
     const double stalled = 1e-24 * total * total;  // squared: a move of 1e-12 of the length
-    const V3d base = p[0];
-    while (true) {
-        const V3d before = p[n - 1];
-        p[n - 1] = goal;
-        for (size_t i = n - 1; i > 0; --i)
-            pull(p[i], p[i - 1], lengths[i - 1], minStep);
-        p[0] = base;
-        for (size_t i = 0; i + 1 < n; ++i)
-            pull(p[i], p[i + 1], lengths[i], minStep);
-        ++iterations;
-        const V3d miss = p[n - 1] - goal;
-        if (iterations >= maxIterations || !(std::sqrt(miss ^ miss) > tolerance)) return true;
-        if ((p[n - 1] - before).length2() <= stalled) return false;
-    }
+    const double minStep2 = minStep * minStep;
+    // Squared, as the miss is: a negative tolerance never counts as met, like any distance.
+    const double tolerance2 = tolerance >= 0.0 ? tolerance * tolerance : -1.0;
+    const double* l = lengths.data();
+    // Chains that fit inline have their own unrolled passes.
+    using Fixed = bool (*)(Points<V>&, const double*, const V&, double, unsigned int, unsigned int&,
+                           double, double);
+    static constexpr Fixed fixed[] = {iterateFixed<2, V>, iterateFixed<3, V>, iterateFixed<4, V>,
+                                      iterateFixed<5, V>, iterateFixed<6, V>, iterateFixed<7, V>,
+                                      iterateFixed<8, V>};
+    static_assert(sizeof(fixed) / sizeof(*fixed) == kInlineJoints - 1, "one per inline length");
+    if (n <= kInlineJoints)
+        return fixed[n - 2](p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+    return iterateLoop(p, l, goal, tolerance2, maxIterations, iterations, minStep2, stalled);
+}
+
+}  // namespace
+
+bool fabrikIterate(Positions& p, const Lengths& lengths, const V3d& goal, double tolerance,
+                   unsigned int maxIterations, unsigned int& iterations, double minStep) {
+    return iterateChain(p, lengths, goal, tolerance, maxIterations, iterations, minStep);
+}
+
+bool fabrikIterate(Points<Imath::V2d>& p, const Lengths& lengths, const Imath::V2d& goal,
+                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
+                   double minStep) {
+    return iterateChain(p, lengths, goal, tolerance, maxIterations, iterations, minStep);
 }
 
 void fabrikLayTowards(Positions& p, const Lengths& lengths, const V3d& goal, double minStep) {
@@ -90,25 +180,62 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain) {
             return false;
         }
     }
-    return checkIkChain(skeleton, chain);
+    // Parent links one by one make each joint an ancestor of the next; what is left to check is
+    // that the top reaches a root.
+    return chain.size == 0 ? checkIkChain(skeleton, chain) : checkIkChain(skeleton, {chain[0]});
 }
 
 bool checkReachable(const V3d& from, const V3d& target) {
-    if (std::isfinite((target - from).length())) return true;
+    // The length overflows exactly when its square does.
+    if (std::isfinite((target - from).length2())) return true;
     ikWarning(kNotFiniteWarning);
     return false;
+}
+
+M44d toMatrix(const WorldRows& m) {
+    M44d out;
+    m.store(out);
+    return out;
+}
+
+void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& q) {
+    if (q.v == V3d(0.0)) return;
+    const V3d r0(world.r[0][0], world.r[0][1], world.r[0][2]),
+        r1(world.r[1][0], world.r[1][1], world.r[1][2]),
+        r2(world.r[2][0], world.r[2][1], world.r[2][2]);
+    const V3d c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
+    const double det = r0 ^ c0;
+    const V3d axis = det == 0.0 ? q.v : V3d(q.v ^ c0, q.v ^ c1, q.v ^ c2);
+    const double v2 = q.v ^ q.v, a2 = axis ^ axis;
+    const double length = std::sqrt(q.r * q.r + v2);
+    const double scale = std::sqrt(v2) / length / a2 * std::sqrt(a2);
+    // Off the normal range (the axis, its sine or the inverse's image of it too small or too
+    // large to square), the general form, which is what this must equal.
+    const double image2 = det == 0.0 ? a2 : a2 / (det * det);
+    const auto normal = [](double x) {
+        return x >= std::numeric_limits<double>::min() && x <= std::numeric_limits<double>::max();
+    };
+    if (!(normal(v2) && normal(a2) && normal(image2) && normal(scale))) {
+        applyWorldRotation(pose, id, toMatrix(world), q);
+        return;
+    }
+    JointPose& joint = pose.jointPose(id);
+    joint.rotation = joint.rotation * Quatd(q.r / length, axis * (det < 0.0 ? -scale : scale));
 }
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain) {
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
-        chain[k].id = ids[k];
-        if (!parentSpace) chain[k].bind = bindRows(skeleton, ids[k]);
-        readLocal(pose, skeleton, chain[k], parentSpace);
+        ChainJoint& joint = chain[k];
+        joint.id = ids[k];
+        joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
+        if (!parentSpace)
+            joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
+        joint.local = localOf(pose, joint, parentSpace);
     }
-    chain[0].above = parentWorldMatrix(pose, skeleton, ids[0]);
-    chain[0].world = multiplyAffine(chain[0].local, chain[0].above);
+    chain[0].above = WorldRows::load(parentWorldMatrix(pose, skeleton, ids[0]));
+    chain[0].world = affineTimes(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
@@ -116,30 +243,38 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
 void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
                bool bones, bool parentSpace) {
     for (size_t k = 0; k + 1 < chain.size(); ++k) {
+        ChainJoint& joint = chain[k];
         // The turns above moved the next joint; only its position is needed before this turn.
         V3d next;
         if (k == 0) {
-            next = chain[1].world.translation();
-        } else if (skeleton.joint(chain[k + 1].id).parent()->id() == chain[k].id) {
-            next = productTranslation(chain[k + 1].local, chain[k].world);
+            next = chain[1].position();
+        } else if (chain[k + 1].direct) {
+            // The translation row of local(k + 1) * world(k), the sums of the full product.
+            const WorldRows& l = chain[k + 1].local;
+            const WorldRows& w = joint.world;
+            const Halves<double> t = Halves<double>::splat(l(3, 0)) * w.r[0] +
+                                     Halves<double>::splat(l(3, 1)) * w.r[1] +
+                                     Halves<double>::splat(l(3, 2)) * w.r[2] + w.r[3];
+            next = V3d(t[0], t[1], t[2]);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);
-            next = chain[k + 1].world.translation();
+            next = chain[k + 1].position();
         }
-        const V3d at = chain[k].world.translation();
+        const V3d at = joint.position();
         const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
-        applyWorldRotation(pose, chain[k].id, chain[k].world, rotationBetween(from, to));
-        refresh(pose, skeleton, chain[k], parentSpace);
+        turnJoint(pose, joint.id, joint.world, rotationBetween(from, to));
+        joint.local = localOf(pose, joint, parentSpace);
+        joint.world = affineTimes(joint.local, above(chain, k));
         descend(pose, skeleton, chain, k, parentSpace);
     }
 }
 
 void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
     const ChainJoint& start = chain.front();
-    const V3d at = start.world.translation();
-    applyWorldRotation(pose, start.id, start.world,
-                       rotationBetween(chain.back().world.translation() - at, target - at));
+    const V3d at = start.position();
+    turnJoint(pose, start.id, start.world,
+              rotationBetween(chain.back().position() - at, target - at));
 }
 
 }  // namespace detail

@@ -24,7 +24,9 @@ namespace detail {
 
 // Chains up to this long are solved without allocating.
 constexpr std::size_t kInlineJoints = 8;
-using Positions = SmallVector<Imath::Vec3<double>, kInlineJoints>;
+template <class V>
+using Points = SmallVector<V, kInlineJoints>;
+using Positions = Points<Imath::Vec3<double>>;
 using Lengths = SmallVector<double, kInlineJoints>;
 using JointIds = std::vector<unsigned short>;
 using ChainIds = SmallVector<unsigned short, 2 * kInlineJoints>;
@@ -38,6 +40,10 @@ constexpr const char* kFabrikPoleWarning = "Missing or 0 length pole vector!";
 // end (by 1e-12 of the chain length), so a huge cap cannot spin on a goal it cannot improve;
 // returns false in that case.
 bool fabrikIterate(Positions& p, const Lengths& lengths, const Imath::Vec3<double>& goal,
+                   double tolerance, unsigned int maxIterations, unsigned int& iterations,
+                   double minStep);
+// The same in a plane.
+bool fabrikIterate(Points<Imath::V2d>& p, const Lengths& lengths, const Imath::V2d& goal,
                    double tolerance, unsigned int maxIterations, unsigned int& iterations,
                    double minStep);
 
@@ -56,14 +62,33 @@ bool checkDirectChain(const Skeleton& skeleton, IdSpan chain);
 // Refuses (the not-finite warning, false) a target whose distance from `from` overflows.
 bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& target);
 
-// The matrices of one listed joint of a chain: its local matrix, its parent's world matrix and
-// its own world matrix (local * above); in local space also its bind rows, read once per solve.
+// A world matrix as rows of two 16-byte halves: each product stores and reloads it in the same
+// pieces, so the next product down the chain reads it straight from the stores.
+using WorldRows = Rows<double, Halves<double>>;
+
+// The matrices of one listed joint of a chain: its local matrix (in local space built on its bind
+// transform, which is read once per solve) and its world matrix, local * the world matrix above.
+// `direct` when the joint before it in the chain is its parent, whose world matrix is then the one
+// above; `above` is kept only for the other joints.
 struct ChainJoint {
+    ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
-    Rows<double> bind;
-    Imath::Matrix44<double> local, above, world;
+    bool direct;
+    WorldRows bind, local, above, world;
+    V3d position() const { return V3d(world.r[3][0], world.r[3][1], world.r[3][2]); }
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
+
+// The Imath matrix of a world matrix.
+M44d toMatrix(const WorldRows& m);
+
+// applyWorldRotation for a world matrix held as rows, with less waiting on the way: the axis is
+// carried into the joint's frame by the adjugate of the rotation rows alone (the determinant only
+// sets its sign once it is normalised), and the normalisation, the sine and the quaternion's
+// length make one factor. Equal to applyWorldRotation up to rounding; where a square on the way
+// leaves the normal range of doubles (world scales beyond about 1e+-70, vanishing turns, nearly
+// singular matrices, values that are not finite), it is applyWorldRotation.
+void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& rotation);
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
