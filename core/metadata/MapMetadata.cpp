@@ -223,16 +223,18 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
 
     // One more walk reads every value straight into its entry: in place when the map holds
     // exactly the stored keys, otherwise into new entries, inserted at the end while the keys
-    // ascend (a repeated key keeps its last row).
+    // ascend (a repeated key keeps its last row). New values come from the reader's arena.
     archive.position += scan.used;
     const uint64_t areaStart = archive.position;
     internal::ReadDepth depth;
-    internal::RowReader reader(archive, areaStart, depth.tooDeep());
+    internal::RowReader reader(archive, areaStart, depth.tooDeep(), scan.held ? 0 : count);
     bool intact = !depth.tooDeep();
     std::vector<std::shared_ptr<Metadata>*> fresh;
     if (!scan.held) {
-        // Every node first, then every value: allocations of one size in a row are served from
-        // one bin, where alternating node and value sizes made malloc search after a clear.
+        // Every node first, then every value: the nodes and keys then take the small chunks a
+        // cleared map left in malloc's fast bins one after another, before the first arena block
+        // (a larger request) makes malloc merge what is left. Interleaved, the same reads ran
+        // about 1.5 times longer, waiting on scattered chunks.
         m_entries.clear();
         fresh.reserve(count);
         uint64_t used = 0;
