@@ -231,10 +231,12 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
     bool intact = !depth.tooDeep();
     std::vector<std::shared_ptr<Metadata>*> fresh;
     if (!scan.held) {
-        // Every node first, then every value: the nodes and keys then take the small chunks a
-        // cleared map left in malloc's fast bins one after another, before the first arena block
-        // (a larger request) makes malloc merge what is left. Interleaved, the same reads ran
-        // about 1.5 times longer, waiting on scattered chunks.
+        // Every node first, then every value, through a list of slots (addresses known ahead,
+        // where each step of a tree iteration waits on the node before). The list is one large
+        // request made before the nodes: glibc's malloc then merges the small chunks a cleared
+        // map left and hands nodes and keys out in address order. Taken one by one from its fast
+        // bins they came scattered, and interleaved with the values as well; both made the read
+        // about 1.4 times slower on the development machine.
         m_entries.clear();
         fresh.reserve(count);
         uint64_t used = 0;
@@ -257,6 +259,7 @@ bool MapMetadata::deserialisePlain(Archive& archive) {
             intact = reader.read(row, *slots[i++], true) && intact;
             return;
         }
+        if (i + 16 < count) __builtin_prefetch(fresh[i + 16], 1);
         intact = reader.read(row, *fresh[i++], false) && intact;
     });
     archive.position = count ? internal::areaEnd(archive, areaStart, scan.last) : areaStart;
