@@ -27,6 +27,9 @@ bool Metadata::isLess(Metadata*) const {
 bool Metadata::isArray() const {
     return false;
 }
+std::shared_ptr<Metadata> Metadata::cloneInto(ValueArena&) const {
+    return clone();
+}
 
 BaseTypedArrayMetadata::~BaseTypedArrayMetadata() = default;
 bool BaseTypedArrayMetadata::isArray() const {

@@ -3,7 +3,8 @@
 // Each concrete class knows its registered type name and id, copies and clones itself, hashes,
 // compares, prints, blends and serialises. The virtual order below is fixed. Values are held
 // through std::shared_ptr<Metadata>; readers create them from a stored type id through
-// MetadataFactory and call deserialise.
+// MetadataFactory and call deserialise (container readers clone one new value per type into a
+// ValueArena instead).
 //
 //   std::shared_ptr<Metadata> v = MetadataFactory::instance().createMetadata("DoubleMetadata");
 //   Archive a(v->memSize(), 0); v->serialise(a);
@@ -19,6 +20,8 @@
 #include "utils/Export.h"
 
 namespace ZeltoCore {
+
+class ValueArena;
 
 class ZELTO_API Metadata {
 public:
@@ -47,6 +50,9 @@ public:
     virtual bool serialise(Archive& archive) const = 0;
     virtual bool deserialise(Archive& archive) = 0;
     virtual void toString(std::stringstream& stream) const = 0;
+    // A clone placed in `arena`, for readers that make many values at once; the base returns
+    // clone(). Added last so that the order above stays.
+    virtual std::shared_ptr<Metadata> cloneInto(ValueArena& arena) const;
 
 protected:
     Metadata(const Metadata&) = default;

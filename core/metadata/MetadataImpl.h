@@ -65,6 +65,7 @@ public:
     bool serialise(Archive& archive) const override;
     bool deserialise(Archive& archive) override;
     void toString(std::stringstream& stream) const override;
+    std::shared_ptr<Metadata> cloneInto(ValueArena& arena) const override;
 
 private:
     // The value of `other` when it is a distinct value of this type, else null.

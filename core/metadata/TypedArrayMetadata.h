@@ -58,6 +58,7 @@ public:
     bool serialise(Archive& archive) const override;
     bool deserialise(Archive& archive) override;
     void toString(std::stringstream& stream) const override;
+    std::shared_ptr<Metadata> cloneInto(ValueArena& arena) const override;
 
     std::string basicTypeStr() const override;
     // Element access and blends delivered as a new value of the basic type (made through the

@@ -30,7 +30,7 @@ std::shared_ptr<Metadata> ValueMaker::makeFirst(unsigned int id) {
     std::shared_ptr<Metadata> value = MetadataFactory::instance().createMetadata(id);
     if (m_prototypes.size() < m_maxTypes) {
         m_prototypes.emplace_back(id, value);
-        if (value) return value->clone();
+        if (value) return m_arena ? value->cloneInto(*m_arena) : value->clone();
     }
     return value;
 }
@@ -131,7 +131,7 @@ bool readRowValues(const Archive& archive, uint64_t areaStart, const std::vector
     const uint64_t area = areaEnd(archive, areaStart, rows) - areaStart;
     parallel = parallel && worthParallel(rows.size(), area);
     forEachRange(rows.size(), parallel, [&](size_t begin, size_t end) {
-        RowReader reader(archive, areaStart, tooDeep);
+        RowReader reader(archive, areaStart, tooDeep, inPlace ? 0 : end - begin);
         for (size_t i = begin; i < end; ++i) {
             // Slots and values live in separate heap blocks (map nodes, value objects): fetch
             // them ahead in two stages, as a walk over a large bag otherwise waits on each.
@@ -159,7 +159,7 @@ void readValueInto(Archive& source, std::shared_ptr<Metadata>& slot, bool inPlac
         slot.reset();
         return;
     }
-    ValueMaker maker(0);
+    ValueMaker maker(0, 0);
     readInto(source, slot, inPlace, maker);
 }
 
@@ -168,7 +168,7 @@ std::shared_ptr<Metadata> readNextValue(Archive& archive) {
     std::shared_ptr<Metadata> value;
     if (!depth.tooDeep()) {
         ArchiveView view(archive, archive.position, archive.size);
-        ValueMaker maker(0);
+        ValueMaker maker(0, 0);
         readInto(view, value, false, maker);
         if (value) {
             archive.position = view.position;

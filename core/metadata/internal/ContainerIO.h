@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +18,7 @@
 
 #include "core/archive/Archive.h"
 #include "core/metadata/Metadata.h"
+#include "core/metadata/ValueArena.h"
 #include "utils/ParallelFor.h"
 
 namespace ZeltoCore {
@@ -234,16 +236,25 @@ public:
 };
 
 // New values for one run of reads: the factory is asked once per type id met, later values of
-// that type are clones of its first, empty one (one allocation, no registry lookups).
+// that type are clones of its first, empty one (no registry lookups). A run of many new values
+// places them in a ValueArena: a heap allocation per block of values rather than per value.
 class ValueMaker {
 public:
+    // Runs of fewer new values allocate each one: a block would outweigh them.
+    static constexpr size_t kArenaMinValues = 16;
+
     // At most `types` prototypes are kept (0: every value straight from the factory, for a
     // single read). Bounded, so that an archive of many distinct (say unknown) ids stays linear.
-    explicit ValueMaker(size_t types) : m_maxTypes(types) {}
+    // `expected`: about how many new values the run makes.
+    ValueMaker(size_t types, size_t expected) : m_maxTypes(types) {
+        if (types && expected >= kArenaMinValues) m_arena.emplace(expected);
+    }
 
     std::shared_ptr<Metadata> make(unsigned int id) {
         for (const auto& [known, prototype] : m_prototypes) {
-            if (known == id) return prototype ? prototype->clone() : nullptr;
+            if (known != id) continue;
+            if (!prototype) return nullptr;
+            return m_arena ? prototype->cloneInto(*m_arena) : prototype->clone();
         }
         return makeFirst(id);
     }
@@ -253,6 +264,7 @@ private:
 
     size_t m_maxTypes;
     std::vector<std::pair<unsigned int, std::shared_ptr<Metadata>>> m_prototypes;
+    std::optional<ValueArena> m_arena;
 };
 
 // Reads the value at the cursor of `view` into `slot` (see readRowValues for `inPlace`); the
@@ -272,9 +284,10 @@ inline void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlac
 // Reads values at rows of one value area, one after another, through one view and one maker.
 class RowReader {
 public:
-    RowReader(const Archive& archive, uint64_t areaStart, bool tooDeep)
+    // `fresh`: about how many of the reads make new values (see ValueMaker).
+    RowReader(const Archive& archive, uint64_t areaStart, bool tooDeep, size_t fresh)
         : m_view(archive, 0, 0),
-          m_maker(16),
+          m_maker(16, fresh),
           m_areaStart(areaStart),
           m_available(archive.size > areaStart ? archive.size - areaStart : 0),
           m_tooDeep(tooDeep) {}

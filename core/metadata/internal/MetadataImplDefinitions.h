@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/metadata/MetadataImpl.h"
+#include "core/metadata/ValueArena.h"
 
 namespace ZeltoCore {
 
@@ -33,6 +34,11 @@ void MetadataImpl<T>::copy(Metadata* other) {
 template <class T>
 std::shared_ptr<Metadata> MetadataImpl<T>::clone() const {
     return std::make_shared<MetadataImpl>(*this);
+}
+
+template <class T>
+std::shared_ptr<Metadata> MetadataImpl<T>::cloneInto(ValueArena& arena) const {
+    return arena.make<MetadataImpl>(*this);
 }
 
 template <class T>

@@ -40,6 +40,11 @@ std::shared_ptr<Metadata> TypedArrayMetadata<T>::clone() const {
 }
 
 template <class T>
+std::shared_ptr<Metadata> TypedArrayMetadata<T>::cloneInto(ValueArena& arena) const {
+    return arena.make<TypedArrayMetadata>(*this);
+}
+
+template <class T>
 size_t TypedArrayMetadata<T>::memSize() const {
     return sizeof(uint32_t) + sizeof(uint64_t) + Traits::arrayBytes(m_value);
 }
