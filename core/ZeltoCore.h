@@ -26,6 +26,7 @@
 #include "core/metadata/MetadataFactory.h"
 #include "core/metadata/MetadataImpl.h"
 #include "core/metadata/TypedArrayMetadata.h"
+#include "core/metadata/ValueArena.h"
 #include "core/metadata/ValueTraits.h"
 #include "core/pose/JointChain.h"
 #include "core/pose/Pose.h"
