@@ -42,6 +42,10 @@ TEST(IkCommon, ChainWalksMatchThePoser) {
         const Pose pose = movedPose(s, parentSpace);
         const M44d parent = detail::parentWorldMatrix(pose, s, kHip);
         EXPECT_M44_NEAR(parent, poser.getWorldMatrix(pose, kPelvis), 1e-12);
+        // A top joint as parent is taken without the poser: the same transform.
+        EXPECT_M44_NEAR(detail::parentWorldMatrix(pose, s, kPelvis),
+                        poser.getWorldMatrix(pose, kWorld), 1e-15);
+        EXPECT_EQ(detail::parentWorldMatrix(pose, s, kWorld), M44d());
         const M44d hip = detail::localMatrix(pose, s, kHip, parentSpace) * parent;
         EXPECT_M44_NEAR(hip, poser.getWorldMatrix(pose, kHip), 1e-12);
         // The twist joint between hip and knee is not named but takes part.

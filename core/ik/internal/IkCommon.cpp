@@ -8,6 +8,7 @@
 #include "core/pose/Pose.h"
 #include "core/pose/Poser.h"
 #include "core/skeleton/Skeleton.h"
+#include "core/skeleton/internal/Ancestors.h"
 
 namespace ZeltoCore {
 namespace detail {
@@ -161,12 +162,22 @@ FiniteResultGuard::~FiniteResultGuard() {
 }
 
 M44d parentWorldMatrix(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
-    const Joint* parent = skeleton.joint(upperId).parent();
-    return parent ? Poser(&skeleton).getWorldMatrix(pose, parent->id()) : M44d();
+    M44d m;
+    parentWorldAffine(pose, skeleton, upperId).store(m);
+    return m;
 }
 
 Aff parentWorldAffine(const Pose& pose, const Skeleton& skeleton, unsigned short upperId) {
-    return Aff::of(parentWorldMatrix(pose, skeleton, upperId));
+    const Joint* parent = skeleton.joint(upperId).parent();
+    if (!parent) return Aff::of(M44d());
+    // A top joint (the usual hip) is its own world transform: the poser's walk would build four
+    // local matrices to use one.
+    if (parent == parentInSkeleton(skeleton, skeleton.joint(upperId)) &&
+        !parentInSkeleton(skeleton, *parent) && pose.numJoints() == skeleton.numJoints()) {
+        return localAffine(pose.jointPose(parent->id()), skeleton, parent->id(),
+                           pose.inParentSpace());
+    }
+    return Aff::of(Poser(&skeleton).getWorldMatrix(pose, parent->id()));
 }
 
 namespace {
