@@ -199,28 +199,14 @@ M44d toMatrix(const WorldRows& m) {
 }
 
 void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& q) {
-    if (q.v == V3d(0.0)) return;
-    const V3d r0(world.r[0][0], world.r[0][1], world.r[0][2]),
-        r1(world.r[1][0], world.r[1][1], world.r[1][2]),
-        r2(world.r[2][0], world.r[2][1], world.r[2][2]);
-    const V3d c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
-    const double det = r0 ^ c0;
-    const V3d axis = det == 0.0 ? q.v : V3d(q.v ^ c0, q.v ^ c1, q.v ^ c2);
-    const double v2 = q.v ^ q.v, a2 = axis ^ axis;
-    const double length = std::sqrt(q.r * q.r + v2);
-    const double scale = std::sqrt(v2) / length / a2 * std::sqrt(a2);
-    // Off the normal range (the axis, its sine or the inverse's image of it too small or too
-    // large to square), the general form, which is what this must equal.
-    const double image2 = det == 0.0 ? a2 : a2 / (det * det);
-    const auto normal = [](double x) {
-        return x >= std::numeric_limits<double>::min() && x <= std::numeric_limits<double>::max();
-    };
-    if (!(normal(v2) && normal(a2) && normal(image2) && normal(scale))) {
-        applyWorldRotation(pose, id, toMatrix(world), q);
-        return;
+    Quatd& r = pose.jointPose(id).rotation;
+    Affine<double> m;
+    for (int i = 0; i < 3; ++i) {
+        for (int k = 0; k < 3; ++k)
+            m.a[i][k] = world.r[i][k];
+        m.t[i] = world.r[3][i];
     }
-    JointPose& joint = pose.jointPose(id);
-    joint.rotation = joint.rotation * Quatd(q.r / length, axis * (det < 0.0 ? -scale : scale));
+    r = rotatedInWorld(r, m, q);
 }
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,

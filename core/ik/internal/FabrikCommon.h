@@ -82,12 +82,7 @@ using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
 // The Imath matrix of a world matrix.
 M44d toMatrix(const WorldRows& m);
 
-// applyWorldRotation for a world matrix held as rows, with less waiting on the way: the axis is
-// carried into the joint's frame by the adjugate of the rotation rows alone (the determinant only
-// sets its sign once it is normalised), and the normalisation, the sine and the quaternion's
-// length make one factor. Equal to applyWorldRotation up to rounding; where a square on the way
-// leaves the normal range of doubles (world scales beyond about 1e+-70, vanishing turns, nearly
-// singular matrices, values that are not finite), it is applyWorldRotation.
+// applyWorldRotation for a world matrix held as rows.
 void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quatd& rotation);
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints

@@ -1,6 +1,7 @@
 #include "core/ik/internal/IkCommon.h"
 
 #include <cmath>
+#include <limits>
 #include <new>
 #include <type_traits>
 
@@ -260,14 +261,36 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
 
 Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& rotation) {
     // The same angle about the axis carried into the joint's frame: (cos, sin * axis) keeps its
-    // cosine and sine, so no angle needs to be taken out and put back.
-    const double sinHalf = rotation.v.length();
+    // cosine and sine, so no angle needs to be taken out and put back. The axis is v times the
+    // adjugate of the world rotation rows (the inverse up to 1 / det, whose size the
+    // normalisation drops and whose sign is kept); normalisation, sine and quaternion length are
+    // one factor.
+    const V3d& v = rotation.v;
+    if (v == V3d(0.0)) return jointRotation;
+    const V3d r0(world.a[0][0], world.a[0][1], world.a[0][2]),
+        r1(world.a[1][0], world.a[1][1], world.a[1][2]),
+        r2(world.a[2][0], world.a[2][1], world.a[2][2]);
+    const V3d c0 = r1 % r2, c1 = r2 % r0, c2 = r0 % r1;
+    const double det = r0 ^ c0;
+    const V3d axis = det == 0.0 ? v : V3d(v ^ c0, v ^ c1, v ^ c2);
+    const double v2 = v ^ v, a2 = axis ^ axis;
+    const double length = std::sqrt(rotation.r * rotation.r + v2);
+    const double scale = std::sqrt(v2) / length / a2 * std::sqrt(a2);
+    const double image2 = det == 0.0 ? a2 : a2 / (det * det);
+    const auto normal = [](double x) {
+        return x >= std::numeric_limits<double>::min() && x <= std::numeric_limits<double>::max();
+    };
+    if (normal(v2) && normal(a2) && normal(image2) && normal(scale))
+        return jointRotation * Quatd(rotation.r / length, axis * (det < 0.0 ? -scale : scale));
+    // Off the normal range (axis, sine or the inverse's image too small or too large to
+    // square): the plain form, with lengths that do not overflow.
+    const double sinHalf = v.length();
     if (sinHalf == 0.0) return jointRotation;
-    V3d axis = multDirInverse(world, rotation.v);
-    axis.normalize();
-    if ((axis ^ axis) == 0.0) return jointRotation;
-    const double length = rotation.length();
-    return jointRotation * Quatd(rotation.r / length, axis * (sinHalf / length));
+    V3d carried = multDirInverse(world, v);
+    carried.normalize();
+    if ((carried ^ carried) == 0.0) return jointRotation;
+    const double plainLength = rotation.length();
+    return jointRotation * Quatd(rotation.r / plainLength, carried * (sinHalf / plainLength));
 }
 
 Quatd rotationBetween(const V3d& from, const V3d& to) {

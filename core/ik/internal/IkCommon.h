@@ -192,7 +192,8 @@ void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const 
                         double angle);
 void applyWorldRotation(Pose& pose, unsigned short id, const M44d& world, const Quatd& rotation);
 // The joint rotation applyWorldRotation gives: `jointRotation` with `rotation` composed on in
-// world space, `world` being the joint's world transform.
+// world space, `world` being the joint's world transform. Values that are not finite reach the
+// result (for the finite-result guard to see).
 Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& rotation);
 
 // The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
