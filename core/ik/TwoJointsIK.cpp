@@ -75,19 +75,25 @@ V3d bindPole(const Chain& chain) {
     return rotationBetween(r0, r).rotateVector(offsetFromLine(b0, p0, c0).normalized());
 }
 
+// v turned by the unit quaternion q: v + r t + q.v x t with t = 2 q.v x v. Quat::rotateVector
+// divides by the norm and multiplies twice by quaternions to the same effect.
+ZELTO_ALWAYS_INLINE V3d turned(const Quatd& q, const V3d& v) {
+    const V3d t = (q.v % v) * 2.0;
+    return v + t * q.r + (q.v % t);
+}
+
 // Twist about the root-to-target line that turns the side the mid joint lies on (the aimed
 // first bone across the line, or the aimed bend when that bone lies on it) onto `towards`.
 Quatd twistTowards(const Quatd& aim, const V3d& towards, const V3d& bend, const V3d& ab,
                    const V3d& at) {
     if (isParallel(towards, at) || (at ^ at) == 0.0) return Quatd();
-    const V3d aimedAb = aim.rotateVector(ab);
-    const V3d f = isParallel(aimedAb, at) ? aim.rotateVector(bend) : aimedAb;
+    const V3d aimedAb = turned(aim, ab);
+    const V3d f = isParallel(aimedAb, at) ? turned(aim, bend) : aimedAb;
     const V3d fp = projectOntoPlane(f, at);
     const V3d gp = projectOntoPlane(towards, at);
-    if (fp.length() <= 1e-5 * f.length() || gp.length() <= 1e-5 * towards.length()) {
-        return Quatd();
-    }
-    if (std::abs((fp.normalized() ^ gp.normalized()) + 1.0) < 1e-5) {
+    const double fl = fp.length(), gl = gp.length();
+    if (fl <= 1e-5 * f.length() || gl <= 1e-5 * towards.length()) return Quatd();
+    if (std::abs(((fp / fl) ^ (gp / gl)) + 1.0) < 1e-5) {
         // Opposite sides: half a turn about the line itself (setRotation would pick any axis).
         Quatd half;
         half.setAxisAngle(at, M_PI);
@@ -160,34 +166,38 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     pole.normalize();
 
     V3d at = target - a;
+    const double l1 = ab.length(), l2 = bc.length();
+    double lt = at.length();
     bool softApplied = false;
     if (soft && softDistance > 0.0 && std::isfinite(softDistance)) {
-        const double d = at.length();
-        const double da = std::max(ab.length() + bc.length() - softDistance, 0.0);
+        const double d = lt;
+        const double da = std::max(l1 + l2 - softDistance, 0.0);
         if (d > da) {
-            at = at.normalized() * (da + softDistance * (1.0 - std::exp(-(d - da) / softDistance)));
+            at = at / d * (da + softDistance * (1.0 - std::exp(-(d - da) / softDistance)));
+            lt = at.length();
             softApplied = true;
         }
     }
 
     // Bend the mid joint to the root-to-target distance.
-    const double l1 = ab.length(), l2 = bc.length(), lt = at.length();
-    const double current = clampedAcos(ab.normalized() ^ bc.normalized());
+    const V3d abUnit = l1 > 0.0 ? ab / l1 : V3d(0.0), bcUnit = l2 > 0.0 ? bc / l2 : V3d(0.0);
+    const double current = clampedAcos(abUnit ^ bcUnit);
     V3d n = ab % bc;
-    n = n.length() > 1e-9 * l1 * l2 ? n.normalized() : straightBendAxis(ab, bc, pole);
+    const double nl = n.length();
+    n = nl > 1e-9 * l1 * l2 ? n / nl : straightBendAxis(ab, bc, pole);
     const double wanted =
         l1 * l2 > 0.0 ? clampedAcos((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2)) : current;
-    const double angle = wanted - current;
-    Quatd bendRotation;
-    if ((n ^ n) > 0.0) bendRotation.setAxisAngle(n, angle);
+    const double half = 0.5 * (wanted - current);
+    // n is a unit vector or zero (no bend).
+    const Quatd bendRotation = (n ^ n) > 0.0 ? Quatd(std::cos(half), n * std::sin(half)) : Quatd();
     Result result;
     result.mid = rotatedInWorld(chain.midPose.rotation, chain.mid, bendRotation);
 
     // Aim the root at the target, then twist it about the root-to-target line: the given pole,
     // or the bind pole as the aim carries it. (Twisting first would move the end off the line.)
-    const V3d aimed = ab + bendRotation.rotateVector(bc);
+    const V3d aimed = ab + turned(bendRotation, bc);
     const Quatd aim = rotationBetween(aimed, at);
-    const V3d towards = bindPoleForm ? aim.rotateVector(pole) : pole;
+    const V3d towards = bindPoleForm ? turned(aim, pole) : pole;
     result.root =
         rotatedInWorld(rootRotation, chain.root, twistTowards(aim, towards, bend, ab, at) * aim);
 

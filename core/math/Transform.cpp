@@ -81,8 +81,16 @@ Imath::Quat<double> mirrorQuat(const Imath::Quat<double>& q, unsigned int axis) 
 }
 
 bool isParallel(const Imath::Vec3<double>& a, const Imath::Vec3<double>& b) {
-    // normalized() leaves a zero vector at zero, so its dot product is 0 and it fails the test.
-    return std::abs(a.normalized() ^ b.normalized()) > 0.99999;
+    // Compared squared where the squares and their product stay in the normal range, which
+    // spares two roots and six divisions; elsewhere through the normalised vectors (normalized()
+    // leaves a zero vector at zero, so its dot product is 0 and it fails the test).
+    constexpr double k = 0.99999, lo = 1e-140, hi = 1e140;
+    const double aa = a ^ a, bb = b ^ b;
+    if (aa > lo && aa < hi && bb > lo && bb < hi) {
+        const double ab = a ^ b;
+        return ab * ab > k * k * aa * bb;
+    }
+    return std::abs(a.normalized() ^ b.normalized()) > k;
 }
 
 int circleCircleIntersection(const Imath::Vec2<double>& c1, double r1,

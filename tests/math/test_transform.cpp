@@ -55,6 +55,14 @@ TEST(SmallHelpers, MirrorAndParallel) {
     EXPECT_TRUE(isParallel(V3d(1, 0.001, 0), V3d(1, 0, 0)));  // |cos| = 0.9999995
     EXPECT_FALSE(isParallel(V3d(1, 0, 0), V3d(1, 0.01, 0)));  // |cos| ~ 0.99995
     EXPECT_FALSE(isParallel(V3d(0, 0, 0), V3d(0, 0, 0)));
+    // The same answers where squares leave the double range (huge, tiny, mixed, zero).
+    for (double scale : {1e200, 1e-200}) {
+        SCOPED_TRACE(scale);
+        EXPECT_TRUE(isParallel(V3d(1, 0.001, 0) * scale, V3d(1, 0, 0)));
+        EXPECT_FALSE(isParallel(V3d(1, 0.01, 0) * scale, V3d(1, 0, 0) * scale));
+        EXPECT_TRUE(isParallel(V3d(-3, 0, 0) * scale, V3d(1, 0, 0) * scale));
+        EXPECT_FALSE(isParallel(V3d(0, 0, 0), V3d(1, 0, 0) * scale));
+    }
 }
 
 TEST(CircleCircleIntersection, Results) {

@@ -87,10 +87,6 @@ bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned shor
     return false;
 }
 
-bool isFinite(const V3d& v) {
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
-
 namespace {
 
 // x - x is 0 for a finite x and NaN otherwise, so one sum of them tests all ten without branches.
@@ -294,14 +290,12 @@ Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& 
 }
 
 Quatd rotationBetween(const V3d& from, const V3d& to) {
+    // The squares decide almost every case without a root; length() also sees vectors too short
+    // to square.
+    const auto nonZero = [](const V3d& v) { return (v ^ v) > 0.0 || v.length() > 0.0; };
     Quatd q;
-    if (from.length() > 0.0 && to.length() > 0.0) q.setRotation(from, to);
+    if (nonZero(from) && nonZero(to)) q.setRotation(from, to);
     return q;
-}
-
-V3d projectOntoPlane(const V3d& v, const V3d& normal) {
-    const double nn = normal ^ normal;
-    return nn > 0.0 ? v - normal * ((v ^ normal) / nn) : v;
 }
 
 V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c) {

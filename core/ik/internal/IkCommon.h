@@ -21,6 +21,7 @@
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
 
+#include <cmath>
 #include <cstddef>
 #include <initializer_list>
 #include <utility>
@@ -87,7 +88,9 @@ bool checkIkChain(const Skeleton& skeleton, IdSpan chain);
 // True when `ancestor` lies on the parent path of `id` (not id itself), within numJoints() steps.
 bool isAncestor(const Skeleton& skeleton, unsigned short ancestor, unsigned short id);
 
-bool isFinite(const V3d& v);
+inline bool isFinite(const V3d& v) {
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
 
 // The last line of defence of every solver: keeps the joint poses a solve may write (the parent
 // path from each lower joint up to the upper joint, and any extra ids) and, when the solve has
@@ -201,7 +204,10 @@ Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& 
 Quatd rotationBetween(const V3d& from, const V3d& to);
 
 // v without its component along `normal` (v itself for a zero normal).
-V3d projectOntoPlane(const V3d& v, const V3d& normal);
+inline V3d projectOntoPlane(const V3d& v, const V3d& normal) {
+    const double nn = normal ^ normal;
+    return nn > 0.0 ? v - normal * ((v ^ normal) / nn) : v;
+}
 
 // The offset of point p from the line through a and c (p - a for a == c).
 V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c);
