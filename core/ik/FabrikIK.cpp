@@ -36,7 +36,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
 
     ChainJoints joints;
-    evaluateChain(pose, skeleton, chain, parentSpace, joints);
+    evaluateChain(pose, skeleton, chain, parentSpace, joints, true);
     const V3d start = joints[0].position();
     if (!checkReachable(start, target)) return;
 

@@ -40,7 +40,7 @@ void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& 
     }
 
     ChainJoints chain;
-    evaluateChain(pose, skeleton, joints, parentSpace, chain);
+    evaluateChain(pose, skeleton, joints, parentSpace, chain, true);
     const V3d root = chain[0].position();
     if (!checkReachable(root, target)) return;
     // Flattening onto the plane of the root-to-target line and the pole; without a plane (no

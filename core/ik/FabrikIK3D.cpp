@@ -29,7 +29,7 @@ void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& 
     const size_t n = chain.size();
 
     ChainJoints joints;
-    evaluateChain(pose, skeleton, chain, parentSpace, joints);
+    evaluateChain(pose, skeleton, chain, parentSpace, joints, true);
     Positions p(n);
     Lengths lengths(n - 1);
     double total = 0.0;

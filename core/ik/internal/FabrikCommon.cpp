@@ -37,11 +37,26 @@ WorldRows localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
     return parentSpace ? affineRows<double, Halves<double>>(own) : affineTimes(own, joint.bind);
 }
 
+// The translation row of a * b, a's translation row being `t`: the last row of affineTimes().
+ZELTO_ALWAYS_INLINE Halves<double> translationRow(const Halves<double>& t, const WorldRows& b) {
+    using L = Halves<double>;
+    return L::splat(t[0]) * b.r[0] + L::splat(t[1]) * b.r[1] + L::splat(t[2]) * b.r[2] + b.r[3];
+}
+
+// The translation row of a joint's local matrix, without converting its rotation. The other rows
+// are left unset.
+void localTranslationOf(const Pose& pose, ChainJoint& joint, bool parentSpace) {
+    const V3d& t = pose.jointPose(joint.id).translation;
+    const Halves<double> own = Halves<double>::set(t.x, t.y, t.z, 1.0);
+    joint.local.r[3] = parentSpace ? own : translationRow(own, joint.bind);
+}
+
 const WorldRows& above(const ChainJoints& chain, size_t k) {
     return chain[k].direct ? chain[k - 1].world : chain[k].above;
 }
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
+// Of a joint kept as translations only, only the translation row.
 void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
              bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
@@ -50,7 +65,11 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
                                       skeleton.joint(lower.id).parent()->id(), parentSpace);
         lower.above = WorldRows::load(world);
     }
-    lower.world = affineTimes(lower.local, above(chain, k + 1));
+    if (lower.translationOnly) {
+        lower.world.r[3] = translationRow(lower.local.r[3], above(chain, k + 1));
+    } else {
+        lower.world = affineTimes(lower.local, above(chain, k + 1));
+    }
 }
 
 // The iterations on the n points at p; `passes` runs one backward and one forward pass.
@@ -210,7 +229,7 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 }
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   ChainJoints& chain) {
+                   ChainJoints& chain, bool endPosition) {
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         ChainJoint& joint = chain[k];
@@ -218,9 +237,13 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
         if (!parentSpace)
             joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
-        joint.local = localOf(pose, joint, parentSpace);
+        joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
+        if (!joint.translationOnly)
+            joint.local = localOf(pose, joint, parentSpace);
+        else
+            localTranslationOf(pose, joint, parentSpace);
     }
-    chain[0].above = WorldRows::load(parentWorldMatrix(pose, skeleton, ids[0]));
+    chain[0].above = affineRows<double, Halves<double>>(parentWorldAffine(pose, skeleton, ids[0]));
     chain[0].world = affineTimes(chain[0].local, chain[0].above);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
@@ -236,11 +259,7 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
             next = chain[1].position();
         } else if (chain[k + 1].direct) {
             // The translation row of local(k + 1) * world(k), the sums of the full product.
-            const WorldRows& l = chain[k + 1].local;
-            const WorldRows& w = joint.world;
-            const Halves<double> t = Halves<double>::splat(l(3, 0)) * w.r[0] +
-                                     Halves<double>::splat(l(3, 1)) * w.r[1] +
-                                     Halves<double>::splat(l(3, 2)) * w.r[2] + w.r[3];
+            const Halves<double> t = translationRow(chain[k + 1].local.r[3], joint.world);
             next = V3d(t[0], t[1], t[2]);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);
