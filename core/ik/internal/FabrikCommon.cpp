@@ -31,10 +31,28 @@ inline void pull(const V& anchor, V& moved, double length, double minStep2) {
     }
 }
 
-WorldRows localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
+// c = affineTimes(a, b), written row by row into c: every value of a and b is read first, so c
+// may be either and no whole product has to be kept aside and copied.
+template <class A>
+ZELTO_ALWAYS_INLINE void multiplyInto(const A& a, const WorldRows& b, WorldRows& c) {
+    using L = Halves<double>;
+    const L b0 = b.r[0], b1 = b.r[1], b2 = b.r[2], b3 = b.r[3];
+    double s[4][3];
+    for (int i = 0; i < 4; ++i)
+        for (int k = 0; k < 3; ++k)
+            s[i][k] = a(i, k);
+    for (int i = 0; i < 3; ++i)
+        c.r[i] = L::splat(s[i][0]) * b0 + L::splat(s[i][1]) * b1 + L::splat(s[i][2]) * b2;
+    c.r[3] = (L::splat(s[3][0]) * b0 + L::splat(s[3][1]) * b1 + L::splat(s[3][2]) * b2) + b3;
+}
+
+void setLocal(const Pose& pose, ChainJoint& joint, bool parentSpace) {
     const JointPose& p = pose.jointPose(joint.id);
     const Affine<double> own = Affine<double>::of(p.rotation, p.translation, p.scale);
-    return parentSpace ? affineRows<double, Halves<double>>(own) : affineTimes(own, joint.bind);
+    if (parentSpace)
+        joint.local = affineRows<double, Halves<double>>(own);
+    else
+        multiplyInto(own, joint.bind, joint.local);
 }
 
 // The translation row of a * b, a's translation row being `t`: the last row of affineTimes().
@@ -68,7 +86,7 @@ void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, siz
     if (lower.translationOnly) {
         lower.world.r[3] = translationRow(lower.local.r[3], above(chain, k + 1));
     } else {
-        lower.world = affineTimes(lower.local, above(chain, k + 1));
+        multiplyInto(lower.local, above(chain, k + 1), lower.world);
     }
 }
 
@@ -239,12 +257,12 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
             joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
         joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
         if (!joint.translationOnly)
-            joint.local = localOf(pose, joint, parentSpace);
+            setLocal(pose, joint, parentSpace);
         else
             localTranslationOf(pose, joint, parentSpace);
     }
     chain[0].above = affineRows<double, Halves<double>>(parentWorldAffine(pose, skeleton, ids[0]));
-    chain[0].world = affineTimes(chain[0].local, chain[0].above);
+    multiplyInto(chain[0].local, chain[0].above, chain[0].world);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
@@ -269,8 +287,8 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
         turnJoint(pose, joint.id, joint.world, rotationBetween(from, to));
-        joint.local = localOf(pose, joint, parentSpace);
-        joint.world = affineTimes(joint.local, above(chain, k));
+        setLocal(pose, joint, parentSpace);
+        multiplyInto(joint.local, above(chain, k), joint.world);
         descend(pose, skeleton, chain, k, parentSpace);
     }
 }
