@@ -91,11 +91,10 @@ void solveTime(benchmark::State& state, const Solver& solve) {
         saved.push_back(tail.pose.jointPose(id));
     Pose pose = tail.pose;
     size_t k = 0;
-    const unsigned cap = getenv("FABRIK_CAP") ? atoi(getenv("FABRIK_CAP")) : 20;
     for (auto _ : state) {
         for (size_t i = 0; i < saved.size(); ++i)
             pose.jointPose(tail.ids[i]) = saved[i];
-        solve(tail, pose, goals[k++ % goals.size()], cap);
+        solve(tail, pose, goals[k++ % goals.size()], 20);
         benchmark::ClobberMemory();
     }
 }
