@@ -17,7 +17,8 @@ void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& 
            const V3d* poleVector, bool parentSpace) {
     ChainIds chain, named;
     namedChain(startId, midJoints, endId, chain);
-    namedChain(startId, midJoints, endId, named);
+    for (unsigned short id : chain)
+        named.push_back(id);
     for (unsigned short id : stretchJoints)
         named.push_back(id);
     // Each stretch entry lengthens the bone from the entry before, so it must be its child.

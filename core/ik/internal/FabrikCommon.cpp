@@ -75,8 +75,8 @@ const WorldRows& above(const ChainJoints& chain, size_t k) {
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
 // Of a joint kept as translations only, only the translation row.
-void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
-             bool parentSpace) {
+ZELTO_ALWAYS_INLINE void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+                                 size_t k, bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
     if (!lower.direct) {
         M44d world = worldMatrixBelow(pose, skeleton, chain[k].id, toMatrix(chain[k].world),
