@@ -24,7 +24,7 @@ namespace {
 struct Tail {
     Skeleton skeleton;
     Pose pose;
-    std::vector<unsigned short> ids;
+    std::vector<unsigned short> ids, mids;  // mids: all but the first and last of ids
     V3d start;
     double length = 0;
 
@@ -37,6 +37,7 @@ struct Tail {
             skeleton[j].setTranslation(j ? V3d(0, 1.0 - 0.02 * (j % 4), 0) : V3d(0, 3, 0));
             if (j) ids.push_back(j);
         }
+        mids.assign(ids.begin() + 1, ids.end() - 1);
         pose = Pose(&skeleton, true);
         pose.convertToLocalSpace(&skeleton);
         start = end(pose, 1);
@@ -52,9 +53,8 @@ using Solver = std::function<void(const Tail&, Pose&, const V3d&, unsigned int m
 
 void chain(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
     V3d pole(0, 0, 1);
-    const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
-    fabrikIKSolver(p, t.skeleton, target, t.ids.front(), mids, t.ids.back(), 1e-4, maxIterations, 1,
-                   &pole);
+    fabrikIKSolver(p, t.skeleton, target, t.ids.front(), t.mids, t.ids.back(), 1e-4, maxIterations,
+                   1, &pole);
 }
 
 void list(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
@@ -63,9 +63,8 @@ void list(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations)
 }
 
 void threeD(const Tail& t, Pose& p, const V3d& target, unsigned int maxIterations) {
-    const std::vector<unsigned short> mids(t.ids.begin() + 1, t.ids.end() - 1);
     V3d goal = target;
-    fabrikIK3DSolver(p, t.skeleton, goal, t.ids.front(), mids, t.ids, t.ids.back(), 1e-4,
+    fabrikIK3DSolver(p, t.skeleton, goal, t.ids.front(), t.mids, t.ids, t.ids.back(), 1e-4,
                      maxIterations, 1, nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/ik/internal/FabrikCommon.h"
+#include "core/ik/internal/FabrikGuard.h"
 #include "core/ik/internal/IkCommon.h"
 #include "core/math/Transform.h"
 #include "core/pose/Pose.h"
@@ -19,7 +20,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
                     const std::vector<unsigned short>& midJoints, unsigned short endId,
                     double tolerance, unsigned int maxIterations, unsigned int steps,
                     V3d* poleVector) {
-    FiniteResultGuard guard(pose, skeleton, startId, {endId}, midJoints);
+    FabrikGuard guard(pose, skeleton, startId, endId, midJoints);
     if (midJoints.empty()) return;
     if (!poleVector) {
         ikWarning(kFabrikPoleWarning);
@@ -35,7 +36,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
     constexpr bool parentSpace = false;  // this solver always reads local-space joint poses
 
     ChainJoints joints;
-    evaluateChain(pose, skeleton, chain, parentSpace, joints);
+    evaluateChain(pose, skeleton, chain, parentSpace, joints, true);
     const V3d start = joints[0].position();
     if (!checkReachable(start, target)) return;
 
@@ -104,6 +105,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         if (!reached) q += axis * (((q - base) ^ axis) * (ratio - 1.0)) + offset[i];
         p[i] = fromFrame(q);
     }
+    guard.keepRotations(chain, true);  // a direct chain: the path from the end up
     turnBones(pose, skeleton, joints, p, false, parentSpace);
     aimStart(pose, joints, target);
 }

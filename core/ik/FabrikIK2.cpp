@@ -1,5 +1,6 @@
 #include "core/ik/FabrikIK.h"
 #include "core/ik/internal/FabrikCommon.h"
+#include "core/ik/internal/FabrikGuard.h"
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
@@ -13,9 +14,10 @@ namespace {
 // Steps shorter than this are not taken, so coincident joints stay put.
 constexpr double kMinStep = 0.001;
 
-void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointIds& joints,
-           double reachThreshold, double tolerance, unsigned int maxIterations, unsigned int passes,
-           const V3d* poleVector, bool parentSpace) {
+void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& target,
+           const JointIds& joints, double reachThreshold, double tolerance,
+           unsigned int maxIterations, unsigned int passes, const V3d* poleVector,
+           bool parentSpace) {
     const size_t n = joints.size();
     if (n < 2) {
         ikWarning("Could not compute FabrikIKSolver because of", n,
@@ -38,7 +40,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
     }
 
     ChainJoints chain;
-    evaluateChain(pose, skeleton, joints, parentSpace, chain);
+    evaluateChain(pose, skeleton, joints, parentSpace, chain, true);
     const V3d root = chain[0].position();
     if (!checkReachable(root, target)) return;
     // Flattening onto the plane of the root-to-target line and the pole; without a plane (no
@@ -88,6 +90,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, const JointI
                        ? solved[k++]
                        : goals[i - 1] + (solved[k] - goals[i - 1]).normalized() * lengths[i - 1];
     }
+    guard.keepRotations(joints, true);
     turnBones(pose, skeleton, chain, goals, false, parentSpace);
 }
 
@@ -97,8 +100,8 @@ void fabrikIKSolver2(Pose& pose, const Skeleton& skeleton, const V3d& target,
                      const std::vector<unsigned short>& joints, double reachThreshold,
                      double tolerance, unsigned int maxIterations, unsigned int passes,
                      V3d* poleVector) {
-    FiniteResultGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), {}, joints);
-    solve(pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
+    FabrikGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), -1, joints);
+    solve(guard, pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
           poleVector, pose.inParentSpace());
 }
 
@@ -106,8 +109,8 @@ void fabrikIKSolver2InParentSpace(Pose& pose, const Skeleton& skeleton, const V3
                                   const std::vector<unsigned short>& joints, double reachThreshold,
                                   double tolerance, unsigned int maxIterations, unsigned int passes,
                                   V3d* poleVector) {
-    FiniteResultGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), {}, joints);
-    solve(pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
+    FabrikGuard guard(pose, skeleton, joints.empty() ? 0 : joints.front(), -1, joints);
+    solve(guard, pose, skeleton, target, joints, reachThreshold, tolerance, maxIterations, passes,
           poleVector, true);
 }
 

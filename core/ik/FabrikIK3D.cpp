@@ -1,5 +1,6 @@
 #include "core/ik/FabrikIK.h"
 #include "core/ik/internal/FabrikCommon.h"
+#include "core/ik/internal/FabrikGuard.h"
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
@@ -10,12 +11,14 @@ using namespace detail;
 
 namespace {
 
-void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned short startId,
-           const JointIds& midJoints, const JointIds& stretchJoints, unsigned short endId,
-           double tolerance, unsigned int maxIterations, const V3d* poleVector, bool parentSpace) {
+void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& target,
+           unsigned short startId, const JointIds& midJoints, const JointIds& stretchJoints,
+           unsigned short endId, double tolerance, unsigned int maxIterations,
+           const V3d* poleVector, bool parentSpace) {
     ChainIds chain, named;
     namedChain(startId, midJoints, endId, chain);
-    namedChain(startId, midJoints, endId, named);
+    for (unsigned short id : chain)
+        named.push_back(id);
     for (unsigned short id : stretchJoints)
         named.push_back(id);
     // Each stretch entry lengthens the bone from the entry before, so it must be its child.
@@ -27,7 +30,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     const size_t n = chain.size();
 
     ChainJoints joints;
-    evaluateChain(pose, skeleton, chain, parentSpace, joints);
+    evaluateChain(pose, skeleton, chain, parentSpace, joints, true);
     Positions p(n);
     Lengths lengths(n - 1);
     double total = 0.0;
@@ -53,6 +56,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
         fabrikIterate(p, lengths, start + direction * dist, tolerance, maxIterations, iterations,
                       0.0);
     }
+    guard.keepRotations(chain, false);
     turnBones(pose, skeleton, joints, p, true, parentSpace);
     const V3d end = joints.back().position();
     aimStart(pose, joints, target);
@@ -61,8 +65,10 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, unsigned sho
     const double reach = (end - start).length();
     const double ratio = reach > 0.0 ? dist / reach : 1.0;
     if (!outOfReach || !(ratio > 1.0)) return;
-    for (size_t k = 1; k < stretchJoints.size(); ++k)
+    for (size_t k = 1; k < stretchJoints.size(); ++k) {
+        guard.keepTranslation(stretchJoints[k]);
         scaleJointOffset(pose, skeleton, stretchJoints[k], ratio, parentSpace);
+    }
 }
 
 }  // namespace
@@ -72,13 +78,13 @@ void fabrikIK3DSolver(Pose& pose, const Skeleton& skeleton, V3d& target, unsigne
                       const std::vector<unsigned short>& stretchJoints, unsigned short endId,
                       double tolerance, unsigned int maxIterations, unsigned int steps,
                       V3d* poleVector) {
-    FiniteResultGuard guard(pose, skeleton, startId, {endId}, stretchJoints);
+    FabrikGuard guard(pose, skeleton, startId, endId, stretchJoints);
     if (pose.inParentSpace()) {
         fabrikIK3DSolverInParentSpace(pose, skeleton, target, startId, midJoints, stretchJoints,
                                       endId, tolerance, maxIterations, steps, poleVector);
         return;
     }
-    solve(pose, skeleton, target, startId, midJoints, stretchJoints, endId, tolerance,
+    solve(guard, pose, skeleton, target, startId, midJoints, stretchJoints, endId, tolerance,
           maxIterations, poleVector, false);
 }
 
@@ -89,12 +95,12 @@ void fabrikIK3DSolverInParentSpace(Pose& pose, const Skeleton& skeleton, V3d& ta
                                    unsigned short endId, double tolerance,
                                    unsigned int maxIterations, unsigned int /*steps*/,
                                    V3d* poleVector) {
-    FiniteResultGuard guard(pose, skeleton, startId, {endId}, stretchJoints);
+    FabrikGuard guard(pose, skeleton, startId, endId, stretchJoints);
     if (!poleVector) {
         ikWarning(kFabrikPoleWarning);
         return;
     }
-    solve(pose, skeleton, target, startId, midJoints, stretchJoints, endId, tolerance,
+    solve(guard, pose, skeleton, target, startId, midJoints, stretchJoints, endId, tolerance,
           maxIterations, poleVector, true);
 }
 

@@ -126,6 +126,36 @@ TEST(FabrikCommon, ChainMatricesMatchThePoserBeforeAndAfterTurning) {
     }
 }
 
+TEST(FabrikCommon, EndPositionOnlyKeepsEveryOtherValue) {
+    // Keeping only the end joint's translation rows changes no value that is kept.
+    const Skeleton s = makeLeg();
+    for (const Ids& ids : {Ids{kHip, kKnee, kAnkle, kToe}, Ids{kKnee, kAnkle}}) {
+        for (bool parentSpace : {false, true}) {
+            SCOPED_TRACE(std::to_string(ids.size()) + (parentSpace ? " parent space" : " local"));
+            Pose full = movedPose(s, parentSpace), lean = full;
+            ChainJoints a, b;
+            detail::evaluateChain(full, s, ids, parentSpace, a);
+            detail::evaluateChain(lean, s, ids, parentSpace, b, true);
+            Positions goals(ids.size());
+            for (size_t k = 0; k < ids.size(); ++k)
+                goals[k] = a[k].position() + V3d(0.1 * k, 0.05 * k * k, -0.1);
+            for (int turned = 0; turned < 2; ++turned) {
+                for (size_t k = 0; k < ids.size(); ++k) {
+                    const bool end = k + 1 == ids.size();
+                    EXPECT_EQ(b[k].translationOnly, end);
+                    EXPECT_EQ(a[k].position(), b[k].position()) << k;
+                    if (!end) {
+                        EXPECT_EQ(detail::toMatrix(a[k].world), detail::toMatrix(b[k].world));
+                    }
+                }
+                detail::turnBones(full, s, a, goals, false, parentSpace);
+                detail::turnBones(lean, s, b, goals, false, parentSpace);
+                expectSamePose(full, lean);
+            }
+        }
+    }
+}
+
 TEST(FabrikCommon, IterationsMatchThePlainLoop) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> coordinate(-1, 1);

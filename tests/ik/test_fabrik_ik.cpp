@@ -259,6 +259,66 @@ TEST(FabrikIK, ThreeDSolverStretchesListedBonesOnlyAtOrBeyondReach) {
     }
 }
 
+TEST(FabrikIK, ValuesThatAreNotFinitePutBackWhatTheSolveWrote) {
+    // A NaN the solve never reads (the end joint's scale) counts as a result that is not finite:
+    // the turned rotations and stretched translations are put back, with one warning. A refusal
+    // writes nothing but warns about the NaN too.
+    const Skeleton s = makeChain(5);
+    const Ids ids = chainIds(5), mids = {2, 3, 4};
+    const std::string notFinite = std::string(detail::kNotFiniteResultWarning) + " ",
+                      pole = "Missing or 0 length pole vector! ";
+    for (bool parentSpace : {false, true}) {
+        SCOPED_TRACE(parentSpace);
+        const Pose clean = bentPose(s, parentSpace, false);
+        const V3d far = targetAt(positions(s, clean)[1], 10.0, 1.0, 1);
+        struct Case {
+            const char* name;
+            std::function<void(Pose&)> call;
+            std::vector<std::string> warnings;
+        };
+        const std::vector<Case> cases = {
+            {"chain",
+             [&](Pose& p) {
+                 V3d v(0, 0, 1);
+                 fabrikIKSolver(p, s, far, 1, mids, 5, 1e-6, 20, 1, &v);
+             },
+             {notFinite}},
+            {"list",
+             [&](Pose& p) {
+                 V3d v(0, 0, 1);
+                 fabrikIKSolver2(p, s, far, ids, 0.0, 1e-6, 20, 1, &v);
+             },
+             {notFinite}},
+            {"3d, stretched",
+             [&](Pose& p) {
+                 V3d v(0, 0, 1), target = far;
+                 (parentSpace ? fabrikIK3DSolverInParentSpace : fabrikIK3DSolver)(
+                     p, s, target, 1, mids, ids, 5, 1e-6, 20, 1, &v);
+             },
+             {notFinite}},
+            {"refused",
+             [&](Pose& p) { fabrikIKSolver(p, s, far, 1, mids, 5, 1e-6, 20, 1, nullptr); },
+             {pole, notFinite}},
+        };
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.name);
+            Pose solved = clean;
+            c.call(solved);
+            // Without the NaN the solve writes the top joint (and a stretched bone).
+            EXPECT_EQ(solved.jointPose(1).rotation == clean.jointPose(1).rotation,
+                      c.warnings.size() == 2);
+            Pose pose = clean;
+            pose.jointPose(5).scale.y = std::numeric_limits<double>::quiet_NaN();
+            LogCapture log;
+            c.call(pose);
+            EXPECT_EQ(log.warnings, c.warnings);
+            EXPECT_TRUE(std::isnan(pose.jointPose(5).scale.y));
+            pose.jointPose(5).scale.y = clean.jointPose(5).scale.y;
+            expectSamePose(pose, clean);
+        }
+    }
+}
+
 TEST(FabrikIK, RefusalsWarnOnceAndLeaveThePoseAndPole) {
     Skeleton s = makeChain(5);
     s.addJointMetadata(5, "zelto_skipIk", std::make_shared<MetadataImpl<double>>(0.0));

@@ -31,10 +31,42 @@ inline void pull(const V& anchor, V& moved, double length, double minStep2) {
     }
 }
 
-WorldRows localOf(const Pose& pose, const ChainJoint& joint, bool parentSpace) {
+// c = affineTimes(a, b), written row by row into c: every value of a and b is read first, so c
+// may be either and no whole product has to be kept aside and copied.
+template <class A>
+ZELTO_ALWAYS_INLINE void multiplyInto(const A& a, const WorldRows& b, WorldRows& c) {
+    using L = Halves<double>;
+    const L b0 = b.r[0], b1 = b.r[1], b2 = b.r[2], b3 = b.r[3];
+    double s[4][3];
+    for (int i = 0; i < 4; ++i)
+        for (int k = 0; k < 3; ++k)
+            s[i][k] = a(i, k);
+    for (int i = 0; i < 3; ++i)
+        c.r[i] = L::splat(s[i][0]) * b0 + L::splat(s[i][1]) * b1 + L::splat(s[i][2]) * b2;
+    c.r[3] = (L::splat(s[3][0]) * b0 + L::splat(s[3][1]) * b1 + L::splat(s[3][2]) * b2) + b3;
+}
+
+void setLocal(const Pose& pose, ChainJoint& joint, bool parentSpace) {
     const JointPose& p = pose.jointPose(joint.id);
     const Affine<double> own = Affine<double>::of(p.rotation, p.translation, p.scale);
-    return parentSpace ? affineRows<double, Halves<double>>(own) : affineTimes(own, joint.bind);
+    if (parentSpace)
+        joint.local = affineRows<double, Halves<double>>(own);
+    else
+        multiplyInto(own, joint.bind, joint.local);
+}
+
+// The translation row of a * b, a's translation row being `t`: the last row of affineTimes().
+ZELTO_ALWAYS_INLINE Halves<double> translationRow(const Halves<double>& t, const WorldRows& b) {
+    using L = Halves<double>;
+    return L::splat(t[0]) * b.r[0] + L::splat(t[1]) * b.r[1] + L::splat(t[2]) * b.r[2] + b.r[3];
+}
+
+// The translation row of a joint's local matrix, without converting its rotation. The other rows
+// are left unset.
+void localTranslationOf(const Pose& pose, ChainJoint& joint, bool parentSpace) {
+    const V3d& t = pose.jointPose(joint.id).translation;
+    const Halves<double> own = Halves<double>::set(t.x, t.y, t.z, 1.0);
+    joint.local.r[3] = parentSpace ? own : translationRow(own, joint.bind);
 }
 
 const WorldRows& above(const ChainJoints& chain, size_t k) {
@@ -42,15 +74,20 @@ const WorldRows& above(const ChainJoints& chain, size_t k) {
 }
 
 // Brings chain[k + 1] up to date with chain[k]'s world matrix; its local matrix is unchanged.
-void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain, size_t k,
-             bool parentSpace) {
+// Of a joint kept as translations only, only the translation row.
+ZELTO_ALWAYS_INLINE void descend(const Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+                                 size_t k, bool parentSpace) {
     ChainJoint& lower = chain[k + 1];
     if (!lower.direct) {
         M44d world = worldMatrixBelow(pose, skeleton, chain[k].id, toMatrix(chain[k].world),
                                       skeleton.joint(lower.id).parent()->id(), parentSpace);
         lower.above = WorldRows::load(world);
     }
-    lower.world = affineTimes(lower.local, above(chain, k + 1));
+    if (lower.translationOnly) {
+        lower.world.r[3] = translationRow(lower.local.r[3], above(chain, k + 1));
+    } else {
+        multiplyInto(lower.local, above(chain, k + 1), lower.world);
+    }
 }
 
 // The iterations on the n points at p; `passes` runs one backward and one forward pass.
@@ -210,7 +247,7 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 }
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   ChainJoints& chain) {
+                   ChainJoints& chain, bool endPosition) {
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         ChainJoint& joint = chain[k];
@@ -218,10 +255,14 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
         if (!parentSpace)
             joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
-        joint.local = localOf(pose, joint, parentSpace);
+        joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
+        if (!joint.translationOnly)
+            setLocal(pose, joint, parentSpace);
+        else
+            localTranslationOf(pose, joint, parentSpace);
     }
-    chain[0].above = WorldRows::load(parentWorldMatrix(pose, skeleton, ids[0]));
-    chain[0].world = affineTimes(chain[0].local, chain[0].above);
+    chain[0].above = affineRows<double, Halves<double>>(parentWorldAffine(pose, skeleton, ids[0]));
+    multiplyInto(chain[0].local, chain[0].above, chain[0].world);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
@@ -236,11 +277,7 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
             next = chain[1].position();
         } else if (chain[k + 1].direct) {
             // The translation row of local(k + 1) * world(k), the sums of the full product.
-            const WorldRows& l = chain[k + 1].local;
-            const WorldRows& w = joint.world;
-            const Halves<double> t = Halves<double>::splat(l(3, 0)) * w.r[0] +
-                                     Halves<double>::splat(l(3, 1)) * w.r[1] +
-                                     Halves<double>::splat(l(3, 2)) * w.r[2] + w.r[3];
+            const Halves<double> t = translationRow(chain[k + 1].local.r[3], joint.world);
             next = V3d(t[0], t[1], t[2]);
         } else {
             descend(pose, skeleton, chain, k, parentSpace);
@@ -250,8 +287,8 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         const V3d from = next - at;
         const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
         turnJoint(pose, joint.id, joint.world, rotationBetween(from, to));
-        joint.local = localOf(pose, joint, parentSpace);
-        joint.world = affineTimes(joint.local, above(chain, k));
+        setLocal(pose, joint, parentSpace);
+        multiplyInto(joint.local, above(chain, k), joint.world);
         descend(pose, skeleton, chain, k, parentSpace);
     }
 }

@@ -69,11 +69,13 @@ using WorldRows = Rows<double, Halves<double>>;
 // The matrices of one listed joint of a chain: its local matrix (in local space built on its bind
 // transform, which is read once per solve) and its world matrix, local * the world matrix above.
 // `direct` when the joint before it in the chain is its parent, whose world matrix is then the one
-// above; `above` is kept only for the other joints.
+// above; `above` is kept only for the other joints. `translationOnly`: only the translation rows
+// of local and world are kept (the end joint, which nothing turns, when its position is all a
+// solver reads).
 struct ChainJoint {
     ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
-    bool direct;
+    bool direct, translationOnly;
     WorldRows bind, local, above, world;
     V3d position() const { return V3d(world.r[3][0], world.r[3][1], world.r[3][2]); }
 };
@@ -87,8 +89,9 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
+// `endPosition`: of the last joint (of two or more) only the translation rows are kept.
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   ChainJoints& chain);
+                   ChainJoints& chain, bool endPosition = false);
 
 // Turns every joint of `chain` but the last, from the top down, so that its bone points where
 // `goals` say: at goals[k+1] from the joint's current position, or with `bones` along
