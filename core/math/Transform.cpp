@@ -82,15 +82,20 @@ Imath::Quat<double> mirrorQuat(const Imath::Quat<double>& q, unsigned int axis) 
 
 bool isParallel(const Imath::Vec3<double>& a, const Imath::Vec3<double>& b) {
     // Compared squared where the squares and their product stay in the normal range, which
-    // spares two roots and six divisions; elsewhere through the normalised vectors (normalized()
-    // leaves a zero vector at zero, so its dot product is 0 and it fails the test).
+    // spares two roots and six divisions. Elsewhere through unit vectors, each first divided by
+    // its largest component so that its length neither overflows nor underflows; a zero or
+    // non-finite vector is parallel to nothing.
     constexpr double k = 0.99999, lo = 1e-140, hi = 1e140;
     const double aa = a ^ a, bb = b ^ b;
     if (aa > lo && aa < hi && bb > lo && bb < hi) {
         const double ab = a ^ b;
         return ab * ab > k * k * aa * bb;
     }
-    return std::abs(a.normalized() ^ b.normalized()) > k;
+    const auto unit = [](const Imath::Vec3<double>& v) {
+        const double m = std::max(std::abs(v.x), std::max(std::abs(v.y), std::abs(v.z)));
+        return m > 0.0 && std::isfinite(m) ? (v / m).normalized() : Imath::Vec3<double>(0.0);
+    };
+    return std::abs(unit(a) ^ unit(b)) > k;
 }
 
 int circleCircleIntersection(const Imath::Vec2<double>& c1, double r1,
