@@ -17,8 +17,11 @@
 #include <vector>
 
 #include "core/archive/ArchiveOperators.h"
+#include "tests/support/Bytes.h"
 
 using ZeltoCore::Archive;
+using ZeltoTest::le;
+using u64 = uint64_t;
 namespace fs = std::filesystem;
 
 namespace {
@@ -41,10 +44,6 @@ protected:
     }
     static void spit(const std::string& p, const std::string& bytes) {
         std::ofstream(p, std::ios::binary) << bytes;
-    }
-    template <class T>
-    static std::string le(T v) {
-        return std::string(reinterpret_cast<const char*>(&v), sizeof(v));
     }
     // An archive holding a recognisable state, to check that refusals leave it alone.
     static void fill(Archive& a) {
@@ -72,8 +71,7 @@ protected:
 TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
     // An empty archive is the 37-byte header alone, and reads back as nothing.
     ASSERT_TRUE(Archive().writeToFile(path("empty.zelto")));
-    EXPECT_EQ(slurp(path("empty.zelto")),
-              "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) + le<uint64_t>(0));
+    EXPECT_EQ(slurp(path("empty.zelto")), "ZELTO" + le(u64(5), u64(0), u64(0), u64(0)));
     Archive b;
     fill(b);
     ASSERT_TRUE(b.readFromFile(path("empty.zelto")));
@@ -83,8 +81,8 @@ TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
     a << 2.5;
     a.text = "hello";
     ASSERT_TRUE(a.writeToFile(path("a.zelto")));
-    EXPECT_EQ(slurp(path("a.zelto")), "ZELTO" + le<uint64_t>(5) + le<uint64_t>(6) +
-                                          le<uint64_t>(0) + le<uint64_t>(5) + "hello" + le(2.5));
+    EXPECT_EQ(slurp(path("a.zelto")),
+              "ZELTO" + le(u64(5), u64(6), u64(0), u64(5)) + "hello" + le(2.5));
     ASSERT_TRUE(b.readFromFile(path("a.zelto")));
     EXPECT_TRUE(b.flags == 6u && b.text == "hello" && b.position == 0u);
     double d = 0;
@@ -95,8 +93,8 @@ TEST_F(ArchiveFile, HeaderFieldsAndDataRoundTrip) {
 
 TEST_F(ArchiveFile, VersionOneReservedWordsAndTextCutAtZero) {
     // Version 1: no flags field; two reserved words are stepped over.
-    spit(path("v1"), "ZELTO" + le<uint64_t>(1) + le<uint64_t>(2) + le<uint32_t>(7) +
-                         le<uint32_t>(8) + le<uint64_t>(4) + std::string("ab\0c", 4) + "DATA");
+    spit(path("v1"), "ZELTO" + le(u64(1), u64(2), uint32_t(7), uint32_t(8), u64(4)) +
+                         std::string("ab\0c", 4) + "DATA");
     Archive a;
     a.flags = 9;
     ASSERT_TRUE(a.readFromFile(path("v1")));
@@ -108,16 +106,13 @@ TEST_F(ArchiveFile, VersionOneReservedWordsAndTextCutAtZero) {
 }
 
 TEST_F(ArchiveFile, RefusalsLeaveTheArchiveUnchanged) {
-    const std::string good = "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) +
-                             le<uint64_t>(3) + "txt" + "payload";
+    const std::string good = "ZELTO" + le(u64(5), u64(0), u64(0), u64(3)) + "txt" + "payload";
     spit(path("short"), good.substr(0, 12));
     spit(path("magic"), "ZELTA" + good.substr(5));
     spit(path("truncated_text"), good.substr(0, 37 + 2));
-    spit(path("huge_reserved"),
-         "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(~0ULL / 2) + le<uint64_t>(0));
-    spit(path("huge_text"),
-         "ZELTO" + le<uint64_t>(5) + le<uint64_t>(0) + le<uint64_t>(0) + le<uint64_t>(1ULL << 40));
-    spit(path("no_flags_room"), "ZELTO" + le<uint64_t>(5) + "ab");
+    spit(path("huge_reserved"), "ZELTO" + le(u64(5), u64(0), u64(~0ULL / 2), u64(0)));
+    spit(path("huge_text"), "ZELTO" + le(u64(5), u64(0), u64(0), u64(1ULL << 40)));
+    spit(path("no_flags_room"), "ZELTO" + le(u64(5)) + "ab");
     for (const char* name : {"short", "magic", "truncated_text", "huge_reserved", "huge_text",
                              "no_flags_room", "missing"}) {
         Archive a;
@@ -145,8 +140,7 @@ TEST_F(ArchiveFile, CompressedFilesRoundTripAndAreSmaller) {
     EXPECT_EQ(b.flags, 1u);
 
     // A flagged file whose data does not decompress is kept raw.
-    spit(path("raw"), "ZELTO" + le<uint64_t>(5) + le<uint64_t>(1) + le<uint64_t>(0) +
-                          le<uint64_t>(0) + "\xEEnot compressed");
+    spit(path("raw"), "ZELTO" + le(u64(5), u64(1), u64(0), u64(0)) + "\xEEnot compressed");
     Archive c;
     ASSERT_TRUE(c.readFromFile(path("raw")));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(c.data), c.size), "\xEEnot compressed");

@@ -10,17 +10,12 @@
 #include <vector>
 
 #include "core/archive/ArchiveOperators.h"
+#include "tests/support/Bytes.h"
 
 using ZeltoCore::Archive;
+using ZeltoTest::le;
 
 namespace {
-
-template <class T>
-std::string le(T v) {
-    std::string s(sizeof(T), '\0');
-    std::memcpy(s.data(), &v, sizeof(T));
-    return s;
-}
 
 // Writes v into an exactly-sized archive and returns the bytes.
 template <class T>
@@ -70,19 +65,19 @@ TEST(Encoding, StringsAndVectorsCarryA64BitCount) {
     expectLayout<std::string>("", std::string(8, '\0'));
     expectLayout<std::string>("abc", le<uint64_t>(3) + "abc");
     expectLayout<std::vector<int>>({}, std::string(8, '\0'));
-    expectLayout<std::vector<short>>({1, -1}, le<uint64_t>(2) + le<short>(1) + le<short>(-1));
-    expectLayout<std::vector<std::string>>(
-        {"a", ""}, le<uint64_t>(2) + le<uint64_t>(1) + "a" + le<uint64_t>(0));
+    expectLayout<std::vector<short>>({1, -1}, le(uint64_t(2), short(1), short(-1)));
+    expectLayout<std::vector<std::string>>({"a", ""},
+                                           le(uint64_t(2), uint64_t(1)) + "a" + le(uint64_t(0)));
     expectLayout<std::vector<bool>>({true, false}, le<uint64_t>(2) + "\x01" + std::string(1, '\0'));
-    expectLayout<std::vector<Imath::V2f>>({Imath::V2f(1, 2)}, le<uint64_t>(1) + le(1.f) + le(2.f));
+    expectLayout<std::vector<Imath::V2f>>({Imath::V2f(1, 2)}, le(uint64_t(1), 1.f, 2.f));
 }
 
 TEST(Encoding, ImathValuesComponentByComponent) {
-    expectLayout(Imath::V2i(1, -1), le(1) + le(-1));
-    expectLayout(Imath::V3d(1, 2, 3), le(1.0) + le(2.0) + le(3.0));
-    expectLayout(Imath::V4f(1, 2, 3, 4), le(1.f) + le(2.f) + le(3.f) + le(4.f));
+    expectLayout(Imath::V2i(1, -1), le(1, -1));
+    expectLayout(Imath::V3d(1, 2, 3), le(1.0, 2.0, 3.0));
+    expectLayout(Imath::V4f(1, 2, 3, 4), le(1.f, 2.f, 3.f, 4.f));
     // Quaternions put the scalar part last (also pinned with the metadata values, with boxes).
-    expectLayout(Imath::Quatf(4, 1, 2, 3), le(1.f) + le(2.f) + le(3.f) + le(4.f));
+    expectLayout(Imath::Quatf(4, 1, 2, 3), le(1.f, 2.f, 3.f, 4.f));
 
     Imath::M44d m;
     std::string rows;

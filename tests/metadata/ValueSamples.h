@@ -11,6 +11,7 @@
 
 #include "core/metadata/MetadataFactory.h"
 #include "core/metadata/MetadataImpl.h"
+#include "tests/support/Bytes.h"
 
 namespace ZeltoTest {
 
@@ -94,13 +95,8 @@ using u64 = uint64_t;
 // The bytes of the given values one after another, as this (little-endian) host stores them.
 template <class... Ts>
 std::vector<unsigned char> bytes(const Ts&... values) {
-    std::vector<unsigned char> out;
-    auto put = [&out](const auto& v) {
-        const auto* p = reinterpret_cast<const unsigned char*>(&v);
-        out.insert(out.end(), p, p + sizeof(v));
-    };
-    (put(values), ...);
-    return out;
+    const std::string out = le(values...);
+    return {out.begin(), out.end()};
 }
 
 inline MurmurHash3 hashOf(const Metadata& m) {

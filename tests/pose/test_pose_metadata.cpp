@@ -113,13 +113,9 @@ void threeJointsSequence(MurmurHash3& h, const Skeleton& s) {
     h.append(uint64_t(1));
     h.append(uint16_t(1));
     s.jointMetadata(1).hash(h);
-    h.append(uint16_t(1));  // feet: ik, root, tip
-    h.append(uint16_t(2));
-    h.append(uint16_t(0));
-    h.append(uint16_t(2));
-    h.append(uint16_t(1));  // pelvises: joint 0 stands in
-    h.append(uint16_t(0));
-    h.append(uint16_t(0));  // root
+    // One foot (ik 2, root 0, tip 2), one pelvis (joint 0 stands in), root 0.
+    for (const uint16_t v : {1, 2, 0, 2, 1, 0, 0})
+        h.append(v);
 }
 
 TEST_F(PoseMetadataTest, FactoryMakesTheFourTypes) {
@@ -338,14 +334,8 @@ TEST_F(PoseMetadataTest, KeyedReadOfACompressedFile) {
     EXPECT_EQ(some.size(), 2u);
     auto back = std::dynamic_pointer_cast<SkeletonValue>(some.getEntry("skeleton"));
     ASSERT_NE(back, nullptr);
-    const Skeleton& s = back->get();
-    MurmurHash3 mine, theirs;
-    s.hash(mine);
-    skeleton.hash(theirs);
-    EXPECT_EQ(mine, theirs);  // derived data (legs, poles, pelvis chains) rebuilt alike
-    EXPECT_EQ(s.legJoints(1), skeleton.legJoints(1));
-    EXPECT_EQ(s.footPoleVector(0), skeleton.footPoleVector(0));
-    EXPECT_EQ(s.jointId("knee_R"), 7);
+    EXPECT_EQ(hashOf(*back), hashOf(SkeletonValue(skeleton)));
+    EXPECT_EQ(back->get().legJoints(1), skeleton.legJoints(1));  // derived data rebuilt
     auto list2 = std::dynamic_pointer_cast<ArrayMetadata>(some.getEntry("list"));
     ASSERT_NE(list2, nullptr);
     ASSERT_EQ(list2->size(), 2u);
