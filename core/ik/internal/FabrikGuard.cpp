@@ -66,20 +66,12 @@ bool FabrikGuard::keptFinite() const {
             sum = sum + notFinite(m_pose.jointPose(kept.first));
         return allZero(sum);
     }
-    const unsigned short n = m_skeleton.numJoints(), size = m_pose.numJoints();
+    const unsigned short size = m_pose.numJoints();
     const auto add = [&](unsigned short id) {
         if (id < size) sum = sum + notFinite(m_pose.jointPose(id));
     };
     add(m_upper);
-    if (m_lower >= 0) {
-        unsigned short id = static_cast<unsigned short>(m_lower);
-        for (unsigned steps = 0; id < n && id != m_upper && steps < n; ++steps) {
-            add(id);
-            const Joint* parent = m_skeleton.joint(id).parent();
-            if (!parent) break;
-            id = parent->id();
-        }
-    }
+    if (m_lower >= 0) forPathBelow(m_skeleton, m_upper, static_cast<unsigned short>(m_lower), add);
     for (unsigned short id : m_extra)
         add(id);
     return allZero(sum);

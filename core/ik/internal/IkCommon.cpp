@@ -105,16 +105,10 @@ FiniteResultGuard::FiniteResultGuard(Pose& pose, const Skeleton& skeleton, unsig
                                      std::initializer_list<unsigned short> lowerIds,
                                      const std::vector<unsigned short>& extraIds)
     : m_pose(pose) {
-    const unsigned short n = skeleton.numJoints();
+    const auto keepOne = [this](unsigned short id) { keep(id); };
     keep(upperId);
-    for (unsigned short id : lowerIds) {
-        for (unsigned steps = 0; id < n && id != upperId && steps < n; ++steps) {
-            keep(id);
-            const Joint* parent = skeleton.joint(id).parent();
-            if (!parent) break;
-            id = parent->id();
-        }
-    }
+    for (unsigned short id : lowerIds)
+        forPathBelow(skeleton, upperId, id, keepOne);
     for (unsigned short id : extraIds)
         keep(id);
 }

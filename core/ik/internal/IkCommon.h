@@ -92,6 +92,21 @@ inline bool isFinite(const V3d& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }
 
+// f(id) for each joint on the parent path from `lowerId` up to, not including, `upperId`: with
+// upperId, the joints a finite-result guard checks. Ids beyond the skeleton end the walk, which
+// also stops after numJoints() steps, so it is safe on links the solver goes on to refuse.
+template <class F>
+void forPathBelow(const Skeleton& skeleton, unsigned short upperId, unsigned short lowerId, F f) {
+    const unsigned short n = skeleton.numJoints();
+    unsigned short id = lowerId;
+    for (unsigned steps = 0; id < n && id != upperId && steps < n; ++steps) {
+        f(id);
+        const Joint* parent = skeleton.joint(id).parent();
+        if (!parent) break;
+        id = parent->id();
+    }
+}
+
 // The last line of defence of every solver: keeps the joint poses a solve may write (the parent
 // path from each lower joint up to the upper joint, and any extra ids) and, when the solve has
 // left one of them with a value that is not finite (inputs so large that the geometry overflows),
