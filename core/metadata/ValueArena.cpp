@@ -42,7 +42,7 @@ ValueArena::~ValueArena() {
     retire();
 }
 
-void* ValueArena::allocate(size_t bytes, size_t align) {
+void* ValueArena::allocateSlow(size_t bytes, size_t align) {
     if (fromHeap(bytes, align)) return ::operator new(bytes, std::align_val_t(align));
     auto place = [&](size_t used) { return (used + kLinkBytes + align - 1) & ~(align - 1); };
     size_t at = place(m_used);

@@ -199,6 +199,43 @@ TEST_F(MapFastPathTest, AbsurdLengthsFailCleanly) {
     }
 }
 
+// Each of 24 keys stored twice, an int probe then a double: enough rows for the reader to place
+// its values in shared blocks, so the second row of a key replaces a value made from a block.
+// Into an empty map and into one that held another key alike, the last row of each key wins, and
+// the two maps write the same bytes and hash alike.
+TEST_F(MapFastPathTest, RepeatedKeysKeepTheirLastRowIntoAnEmptyMap) {
+    constexpr int kKeys = 24;
+    Bytes table;
+    Bytes area;
+    for (int k = 0; k < kKeys; ++k) {
+        const std::string key = "key_" + std::to_string(100 + k);
+        table.u64(key.size()).str(key).u64(8).u64(area.b.size());
+        area.u32(901).num<int32_t>(k);
+        table.u64(key.size()).str(key).u64(12).u64(area.b.size());
+        area.u32(MetadataImpl<double>::staticTypeId()).num<double>(k + 0.5);
+    }
+    const std::string bytes =
+        Bytes().u32(1).u64(2 * kKeys).u64(table.b.size()).str(table.b).str(area.b).b;
+    MapMetadata empty;
+    MapMetadata other;
+    other.insertEntry("another", intProbe(1));
+    for (MapMetadata* m : {&empty, &other}) {
+        Archive archive;
+        loadBytes(archive, bytes);
+        EXPECT_TRUE(m->deserialise(archive));
+        EXPECT_EQ(archive.position, archive.size);
+        ASSERT_EQ(m->size(), unsigned(kKeys));
+        for (int k = 0; k < kKeys; ++k) {
+            const auto value = std::dynamic_pointer_cast<MetadataImpl<double>>(
+                m->getEntry("key_" + std::to_string(100 + k)));
+            ASSERT_TRUE(value) << k;
+            EXPECT_EQ(value->get(), k + 0.5);
+        }
+    }
+    EXPECT_EQ(serialised(empty, 0), serialised(other, 0));
+    EXPECT_EQ(hashText(empty), hashText(other));
+}
+
 // A map of `count` strings, doubles, vectors and double arrays under ascending keys.
 MapMetadata mixedMap(int count) {
     MapMetadata m;
@@ -303,6 +340,43 @@ TEST(ValueArenaTest, ValuesLiveByTheirOwnCounts) {
     values.clear();
     EXPECT_EQ(live.load(), 0);
     EXPECT_EQ(big->values[99], 1.5);
+}
+
+// Values of mixed sizes and alignments placed one after another share blocks: each starts
+// aligned as asked, none overlaps another, and every block goes back once all are released.
+TEST(ValueArenaTest, MixedAlignmentsPackWithoutOverlap) {
+    constexpr size_t kSizes[] = {1, 8, 24, 3, 16, 40, 256};
+    constexpr size_t kAligns[] = {1, 8, 8, 2, 16, 16, 8};
+    struct Span {
+        unsigned char* at;
+        size_t size;
+        size_t align;
+    };
+    std::vector<Span> spans;
+    {
+        ValueArena arena(300);
+        for (size_t i = 0; i < 300; ++i) {
+            const size_t size = kSizes[i % 7];
+            const size_t align = kAligns[i % 7];
+            auto* at = static_cast<unsigned char*>(arena.allocate(size, align));
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(at) % align, 0u) << i;
+            std::fill(at, at + size, static_cast<unsigned char>(i));
+            spans.push_back({at, size, align});
+        }
+    }
+    for (size_t i = 0; i < spans.size(); ++i) {
+        const Span& s = spans[i];
+        EXPECT_EQ(std::count(s.at, s.at + s.size, static_cast<unsigned char>(i)),
+                  std::ptrdiff_t(s.size))
+            << i;
+    }
+    std::vector<Span> sorted = spans;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Span& a, const Span& b) { return a.at < b.at; });
+    for (size_t i = 1; i < sorted.size(); ++i)
+        EXPECT_LE(sorted[i - 1].at + sorted[i - 1].size, sorted[i].at);
+    for (const Span& s : spans)
+        ValueArena::deallocate(s.at, s.size, s.align);
 }
 
 }  // namespace
