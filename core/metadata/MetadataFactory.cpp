@@ -30,12 +30,22 @@ Metadata* MetadataFactory::createMetadataRawPtr(unsigned int& id) {
     return it == m_names.end() ? nullptr : createMetadataRawPtr(it->second);
 }
 
+namespace {
+
+// An empty pointer for an unknown type: shared_ptr's constructor from a null raw pointer would
+// still allocate counts that own nothing.
+std::shared_ptr<Metadata> owned(Metadata* value) {
+    return value ? std::shared_ptr<Metadata>(value) : nullptr;
+}
+
+}  // namespace
+
 std::shared_ptr<Metadata> MetadataFactory::createMetadata(const std::string& name) {
-    return std::shared_ptr<Metadata>(createMetadataRawPtr(name));
+    return owned(createMetadataRawPtr(name));
 }
 
 std::shared_ptr<Metadata> MetadataFactory::createMetadata(unsigned int id) {
-    return std::shared_ptr<Metadata>(createMetadataRawPtr(id));
+    return owned(createMetadataRawPtr(id));
 }
 
 const std::string MetadataFactory::getMetadataName(unsigned int id) {

@@ -22,6 +22,9 @@ TEST(FactoryTest, UnknownIdsAndNameAndIdOwnership) {
     EXPECT_EQ(readMetadata(a), nullptr);
     EXPECT_EQ(a.position, 0u);
     EXPECT_EQ(factory.createMetadata("NoSuchMetadata"), nullptr);
+    // Empty, not a null pointer with counts: readers reuse an empty pointer's storage as it is.
+    EXPECT_EQ(factory.createMetadata("NoSuchMetadata").use_count(), 0);
+    EXPECT_EQ(factory.createMetadata(0xFFFFFFF0u).use_count(), 0);
 
     // The first registration of a name wins, the last of an id owns it.
     const size_t before = factory.getRegisteredMetadata().size();

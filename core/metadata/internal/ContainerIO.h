@@ -276,11 +276,12 @@ inline void readInto(Archive& view, std::shared_ptr<Metadata>& slot, bool inPlac
     if (inPlace) {
         if (!slot) return;
         if (slot->typeId() != id) slot = maker.make(id);
-    } else if (!slot) {
+    } else if (!slot && slot.use_count() == 0) {
         // Made straight in the slot. Moved in through a temporary, the new pointer is reloaded
         // as 16 bytes that the callee has just stored as two halves, and that load waits for every
         // earlier store (new values in cold lines) to land: a tenth of a read into an empty map.
-        // An empty shared_ptr's destructor does nothing, so its storage is reused as it is.
+        // A shared_ptr that owns nothing (no counts, not merely a null pointer) has a destructor
+        // that does nothing, so its storage is reused as it is.
         new (&slot) std::shared_ptr<Metadata>(maker.make(id));
     } else {
         slot = maker.make(id);
