@@ -40,8 +40,8 @@ ZELTO_API void invertMatrix(Imath::Matrix44<double>& m);
 // axes are negated); any other axis returns q.
 ZELTO_API Imath::Quat<double> mirrorQuat(const Imath::Quat<double>& q, unsigned int axis);
 
-// True when a and b are parallel or anti-parallel (|cos| > 0.99999); a zero vector is parallel
-// to nothing.
+// True when a and b are parallel or anti-parallel (|cos| > 0.99999), at any finite length; a zero
+// or non-finite vector is parallel to nothing.
 ZELTO_API bool isParallel(const Imath::Vec3<double>& a, const Imath::Vec3<double>& b);
 
 // Intersection of two circles: 1 with p1 on the left and p2 on the right of the line c1 -> c2
