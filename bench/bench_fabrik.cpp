@@ -1,5 +1,6 @@
 // FABRIK solvers: time per solve on chains of 4, 8 and 16 joints (tolerance 1e-4, at most 20
-// iterations, random reachable targets), against one poser evaluation of the chain's end; and the
+// iterations, random reachable targets), against one poser evaluation of the chain's end; the same
+// 4-joint solves stopped after one iteration (the part of a solve that is not iterating); and the
 // iterations each solver needs to bring the end within 1e-4 of 1,000 random reachable targets.
 #include <benchmark/benchmark.h>
 
@@ -83,7 +84,7 @@ std::vector<V3d> targets(const Tail& t, size_t count) {
 
 // Each solve starts from the same pose: the tail's joint poses are put back first (80 bytes
 // per joint, part of the measured time).
-void solveTime(benchmark::State& state, const Solver& solve) {
+void timeSolves(benchmark::State& state, const Solver& solve, unsigned int cap) {
     const Tail tail(static_cast<unsigned short>(state.range(0)));
     const std::vector<V3d> goals = targets(tail, 64);
     std::vector<JointPose> saved;
@@ -94,9 +95,18 @@ void solveTime(benchmark::State& state, const Solver& solve) {
     for (auto _ : state) {
         for (size_t i = 0; i < saved.size(); ++i)
             pose.jointPose(tail.ids[i]) = saved[i];
-        solve(tail, pose, goals[k++ % goals.size()], 20);
+        solve(tail, pose, goals[k++ % goals.size()], cap);
         benchmark::ClobberMemory();
     }
+}
+
+void solveTime(benchmark::State& state, const Solver& solve) {
+    timeSolves(state, solve, 20);
+}
+
+// The same solves stopped after one iteration: what a solve costs besides its iterations.
+void fixedPart(benchmark::State& state, const Solver& solve) {
+    timeSolves(state, solve, 1);
 }
 
 // Reference for the ratios: one world matrix of the tail's end joint, through the poser.
@@ -136,6 +146,9 @@ BENCHMARK(endWorldMatrix)->Arg(4)->Arg(8)->Arg(16);
 BENCHMARK_CAPTURE(solveTime, chain, chain)->Arg(4)->Arg(8)->Arg(16);
 BENCHMARK_CAPTURE(solveTime, list, list)->Arg(4)->Arg(8)->Arg(16);
 BENCHMARK_CAPTURE(solveTime, threeD, threeD)->Arg(4)->Arg(8)->Arg(16);
+BENCHMARK_CAPTURE(fixedPart, chain, chain)->Arg(4);
+BENCHMARK_CAPTURE(fixedPart, list, list)->Arg(4);
+BENCHMARK_CAPTURE(fixedPart, threeD, threeD)->Arg(4);
 BENCHMARK_CAPTURE(iterationsNeeded, chain, chain)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, list, list)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, threeD, threeD)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
