@@ -106,8 +106,7 @@ void fabrikIKSolver(Pose& pose, const Skeleton& skeleton, const V3d& target, uns
         p[i] = fromFrame(q);
     }
     guard.keepRotations(chain, true);  // a direct chain: the path from the end up
-    turnBones(pose, skeleton, joints, p, false, parentSpace);
-    aimStart(pose, joints, target);
+    turnBones(pose, skeleton, joints, p, false, parentSpace, &target);
 }
 
 }  // namespace ZeltoCore

@@ -57,9 +57,7 @@ void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& 
                       0.0);
     }
     guard.keepRotations(chain, false);
-    turnBones(pose, skeleton, joints, p, true, parentSpace);
-    const V3d end = joints.back().position();
-    aimStart(pose, joints, target);
+    const V3d end = turnBones(pose, skeleton, joints, p, true, parentSpace, &target);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.
     const double reach = (end - start).length();

@@ -1,5 +1,6 @@
 // Tests of the FABRIK solvers' shared passes against the plain computations they stand for: the
-// chain's affine world matrices against the poser, before and after the bones are turned, and the
+// chain's affine world matrices against the poser, turns carried along the chain against turns
+// evaluated again, and the
 // unrolled position iterations, in space and in a plane, against a plain FABRIK loop.
 #include <gtest/gtest.h>
 
@@ -102,55 +103,96 @@ void expectPlainIterations(const std::vector<V3d>& start, const V3d& goal, doubl
 
 }  // namespace
 
-TEST(FabrikCommon, ChainMatricesMatchThePoserBeforeAndAfterTurning) {
-    const Skeleton s = makeLeg();
+TEST(FabrikCommon, CarriedTurnsMatchEvaluatingTheChainAgain) {
     // The knee hangs below the hip through the twist joint, which the chain does not name.
     const Ids ids = {kHip, kKnee, kAnkle, kToe};
-    for (bool parentSpace : {false, true}) {
-        for (bool bones : {false, true}) {
-            SCOPED_TRACE(std::string(parentSpace ? "parent space" : "local space") +
-                         (bones ? ", bones" : ", positions"));
-            Pose pose = movedPose(s, parentSpace);
-            ChainJoints chain;
-            detail::evaluateChain(pose, s, ids, parentSpace, chain);
-            EXPECT_FALSE(chain[1].direct);
-            EXPECT_TRUE(chain[2].direct && chain[3].direct);
-            expectChainMatchesPoser(s, pose, chain);
+    const V3d target(0.4, -0.2, 0.5);
+    // As built, every world matrix of the rig is a rotation times one scale; an uneven scale on
+    // the hip makes the carried turns stand aside.
+    for (bool uneven : {false, true}) {
+        Skeleton s = makeLeg();
+        if (uneven) s[kHip].setScale(V3d(1, 1.4, 0.8));
+        for (bool parentSpace : {false, true}) {
+            for (bool bones : {false, true}) {
+                for (bool aim : {false, true}) {
+                    SCOPED_TRACE(std::string(uneven ? "uneven, " : "") +
+                                 (parentSpace ? "parent space" : "local space") +
+                                 (bones ? ", bones" : ", positions") + (aim ? ", aim" : ""));
+                    Pose carried = movedPose(s, parentSpace), evaluated = carried;
+                    ChainJoints a, b;
+                    detail::evaluateChain(carried, s, ids, parentSpace, a);
+                    detail::evaluateChain(evaluated, s, ids, parentSpace, b, false, false);
+                    EXPECT_FALSE(b[1].direct);
+                    EXPECT_TRUE(b[2].direct && b[3].direct);
+                    expectChainMatchesPoser(s, evaluated, b);
+                    for (size_t k = 0; k < ids.size(); ++k) {
+                        EXPECT_EQ(a[k].rigid, !uneven);
+                        EXPECT_V3_NEAR(a[k].position(), b[k].position(), 1e-12) << k;
+                    }
 
-            Positions goals(ids.size());
-            for (size_t k = 0; k < ids.size(); ++k)
-                goals[k] = chain[k].position() + V3d(0.05 * k, -0.1 * k, 0.2 * k * k);
-            detail::turnBones(pose, s, chain, goals, bones, parentSpace);
-            expectChainMatchesPoser(s, pose, chain);
+                    Positions goals(ids.size());
+                    for (size_t k = 0; k < ids.size(); ++k)
+                        goals[k] = a[k].position() + V3d(0.05 * k, -0.1 * k, 0.2 * k * k);
+                    const V3d* aimAt = aim ? &target : nullptr;
+                    const V3d endA =
+                        detail::turnBones(carried, s, a, goals, bones, parentSpace, aimAt);
+                    const V3d endB = detail::turnBonesEvaluated(evaluated, s, b, goals, bones,
+                                                                parentSpace, aimAt);
+                    if (!aim) {
+                        expectChainMatchesPoser(s, evaluated, b);
+                        EXPECT_V3_NEAR(endB, worldPosition(s, evaluated, kToe), 1e-12);
+                    }
+                    if (uneven) {
+                        expectSamePose(carried, evaluated);
+                        EXPECT_EQ(endA, endB);
+                        continue;
+                    }
+                    EXPECT_V3_NEAR(endA, endB, 1e-12);
+                    for (unsigned short id : ids) {
+                        const Quatd& qa = carried.jointPose(id).rotation;
+                        const Quatd& qb = evaluated.jointPose(id).rotation;
+                        EXPECT_NEAR(qa.r, qb.r, 1e-12) << id;
+                        EXPECT_V3_NEAR(qa.v, qb.v, 1e-12) << id;
+                    }
+                }
+            }
         }
     }
 }
 
 TEST(FabrikCommon, EndPositionOnlyKeepsEveryOtherValue) {
-    // Keeping only the end joint's translation rows changes no value that is kept.
+    // Keeping only the end joint's translation rows changes no value that is kept, with matrices
+    // (kept current through two rounds of turns) or rigid.
     const Skeleton s = makeLeg();
     for (const Ids& ids : {Ids{kHip, kKnee, kAnkle, kToe}, Ids{kKnee, kAnkle}}) {
         for (bool parentSpace : {false, true}) {
-            SCOPED_TRACE(std::to_string(ids.size()) + (parentSpace ? " parent space" : " local"));
-            Pose full = movedPose(s, parentSpace), lean = full;
-            ChainJoints a, b;
-            detail::evaluateChain(full, s, ids, parentSpace, a);
-            detail::evaluateChain(lean, s, ids, parentSpace, b, true);
-            Positions goals(ids.size());
-            for (size_t k = 0; k < ids.size(); ++k)
-                goals[k] = a[k].position() + V3d(0.1 * k, 0.05 * k * k, -0.1);
-            for (int turned = 0; turned < 2; ++turned) {
-                for (size_t k = 0; k < ids.size(); ++k) {
-                    const bool end = k + 1 == ids.size();
-                    EXPECT_EQ(b[k].translationOnly, end);
-                    EXPECT_EQ(a[k].position(), b[k].position()) << k;
-                    if (!end) {
-                        EXPECT_EQ(detail::toMatrix(a[k].world), detail::toMatrix(b[k].world));
+            for (bool rigid : {false, true}) {
+                SCOPED_TRACE(std::to_string(ids.size()) +
+                             (parentSpace ? " parent space" : " local") + (rigid ? " rigid" : ""));
+                Pose full = movedPose(s, parentSpace), lean = full;
+                ChainJoints a, b;
+                detail::evaluateChain(full, s, ids, parentSpace, a, false, rigid);
+                detail::evaluateChain(lean, s, ids, parentSpace, b, true, rigid);
+                Positions goals(ids.size());
+                for (size_t k = 0; k < ids.size(); ++k)
+                    goals[k] = a[k].position() + V3d(0.1 * k, 0.05 * k * k, -0.1);
+                for (int turned = 0; turned < (rigid ? 1 : 2); ++turned) {
+                    for (size_t k = 0; k < ids.size(); ++k) {
+                        const bool end = k + 1 == ids.size();
+                        EXPECT_EQ(b[k].rigid, rigid);
+                        EXPECT_EQ(b[k].translationOnly, end);
+                        EXPECT_EQ(a[k].position(), b[k].position()) << k;
+                        if (end) continue;
+                        if (rigid) {
+                            EXPECT_EQ(a[k].rotation, b[k].rotation) << k;
+                        } else {
+                            EXPECT_EQ(detail::toMatrix(a[k].world), detail::toMatrix(b[k].world));
+                        }
                     }
+                    detail::turnBones(full, s, a, goals, false, parentSpace);
+                    detail::turnBones(lean, s, b, goals, false, parentSpace);
+                    expectSamePose(full, lean);
                 }
-                detail::turnBones(full, s, a, goals, false, parentSpace);
-                detail::turnBones(lean, s, b, goals, false, parentSpace);
-                expectSamePose(full, lean);
             }
         }
     }

@@ -1,5 +1,7 @@
 #include "core/ik/internal/FabrikCommon.h"
 
+#include <Imath/ImathMatrixAlgo.h>
+
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -246,13 +248,134 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
     r = rotatedInWorld(r, m, q);
 }
 
+namespace {
+
+// v turned by the unit quaternion q.
+ZELTO_ALWAYS_INLINE V3d turned(const Quatd& q, const V3d& v) {
+    const V3d t = (q.v % v) * 2.0;
+    return v + t * q.r + (q.v % t);
+}
+
+// x -> scale * (x turned by rotation) + translation: a joint transform with a unit rotation and
+// one positive scale, whose products need no matrix.
+struct Similarity {
+    Quatd rotation;
+    double scale;
+    V3d translation;
+
+    V3d apply(const V3d& x) const { return turned(rotation, x) * scale + translation; }
+    // *this followed by `after`.
+    Similarity then(const Similarity& after) const {
+        return {after.rotation * rotation, after.scale * scale, after.apply(translation)};
+    }
+};
+
+// Quaternions this close to unit length give rotation matrices within rounding of the same size.
+constexpr double kUnitTolerance = 1e-12;
+
+bool isSimilarity(const Quatd& q, const V3d& s) {
+    const double n2 = q.r * q.r + (q.v ^ q.v);
+    // Scales converted between spaces differ in their last bits.
+    return std::abs(n2 - 1.0) <= kUnitTolerance && s.x > 0.0 &&
+           std::abs(s.y - s.x) <= kUnitTolerance * s.x &&
+           std::abs(s.z - s.x) <= kUnitTolerance * s.x;
+}
+
+// The similarity of an affine transform whose rows are orthogonal, of one length and right-handed.
+bool similarityOf(const Aff& m, Similarity& out) {
+    const V3d r0(m.a[0][0], m.a[0][1], m.a[0][2]), r1(m.a[1][0], m.a[1][1], m.a[1][2]),
+        r2(m.a[2][0], m.a[2][1], m.a[2][2]);
+    const double l2 = r0 ^ r0, eps = kUnitTolerance * l2;
+    // Written so that a NaN fails every comparison.
+    if (!(l2 >= std::numeric_limits<double>::min() && l2 <= std::numeric_limits<double>::max() &&
+          std::abs((r1 ^ r1) - l2) <= eps && std::abs((r2 ^ r2) - l2) <= eps &&
+          std::abs(r0 ^ r1) <= eps && std::abs(r0 ^ r2) <= eps && std::abs(r1 ^ r2) <= eps &&
+          (r0 ^ (r1 % r2)) > 0.0)) {
+        return false;
+    }
+    const double scale = std::sqrt(l2), inv = 1.0 / scale;
+    const M44d rotation(r0.x * inv, r0.y * inv, r0.z * inv, 0.0, r1.x * inv, r1.y * inv, r1.z * inv,
+                        0.0, r2.x * inv, r2.y * inv, r2.z * inv, 0.0, 0.0, 0.0, 0.0, 1.0);
+    out = {Imath::extractQuat(rotation), scale, V3d(m.t[0], m.t[1], m.t[2])};
+    return true;
+}
+
+// The transform of joint `id` relative to its parent as a similarity, when it is one.
+bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsigned short id,
+                     bool parentSpace, Similarity& out) {
+    if (!isSimilarity(p.rotation, p.scale)) return false;
+    out = {p.rotation, p.scale.x, p.translation};
+    if (parentSpace) return true;
+    const Joint& bind = skeleton.joint(id);
+    if (!isSimilarity(bind.rotation(), bind.scale())) return false;
+    out = out.then({bind.rotation(), bind.scale().x, bind.translation()});
+    return true;
+}
+
+// evaluateChain for a rigid chain; false (chain unfinished) for any other.
+bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
+                   const Aff& parent, bool endPosition, ChainJoints& chain) {
+    Similarity world;
+    if (!similarityOf(parent, world)) return false;
+    chain.resize(ids.size);
+    for (size_t k = 0; k < ids.size; ++k) {
+        const unsigned short id = ids[k];
+        ChainJoint& joint = chain[k];
+        joint.id = id;
+        joint.direct = k > 0 && skeleton.joint(id).parent()->id() == ids[k - 1];
+        joint.rigid = true;
+        if (k > 0 && !joint.direct) {
+            // The joints in between, from the top down (the chain check bounds the walk).
+            SmallVector<unsigned short, kInlineJoints> between;
+            for (const Joint* j = skeleton.joint(id).parent(); j->id() != ids[k - 1];
+                 j = j->parent()) {
+                between.push_back(j->id());
+            }
+            for (size_t i = between.size(); i-- > 0;) {
+                Similarity local;
+                if (!localSimilarity(pose.jointPose(between[i]), skeleton, between[i], parentSpace,
+                                     local)) {
+                    return false;
+                }
+                world = local.then(world);
+            }
+        }
+        const JointPose& p = pose.jointPose(id);
+        // The end's rotation and scale move nothing a solver reads when only its position is.
+        joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
+        if (joint.translationOnly) {
+            const Joint& bind = skeleton.joint(id);
+            if (!parentSpace && !isSimilarity(bind.rotation(), bind.scale())) return false;
+            const V3d local =
+                parentSpace ? p.translation
+                            : Similarity{bind.rotation(), bind.scale().x, bind.translation()}.apply(
+                                  p.translation);
+            world.translation = world.apply(local);
+        } else {
+            Similarity local;
+            if (!localSimilarity(p, skeleton, id, parentSpace, local)) return false;
+            world = local.then(world);
+            joint.rotation = world.rotation;
+        }
+        const V3d& t = world.translation;
+        joint.world.r[3] = Halves<double>::set(t.x, t.y, t.z, 1.0);
+    }
+    return true;
+}
+
+}  // namespace
+
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   ChainJoints& chain, bool endPosition) {
+                   ChainJoints& chain, bool endPosition, bool rigid) {
+    const Aff parent = parentWorldAffine(pose, skeleton, ids[0]);
+    if (rigid && evaluateRigid(pose, skeleton, ids, parentSpace, parent, endPosition, chain))
+        return;
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         ChainJoint& joint = chain[k];
         joint.id = ids[k];
         joint.direct = k > 0 && skeleton.joint(ids[k]).parent()->id() == ids[k - 1];
+        joint.rigid = false;
         if (!parentSpace)
             joint.bind = affineRows<double, Halves<double>>(bindAffine(skeleton, ids[k]));
         joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
@@ -261,14 +384,14 @@ void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         else
             localTranslationOf(pose, joint, parentSpace);
     }
-    chain[0].above = affineRows<double, Halves<double>>(parentWorldAffine(pose, skeleton, ids[0]));
+    chain[0].above = affineRows<double, Halves<double>>(parent);
     multiplyInto(chain[0].local, chain[0].above, chain[0].world);
     for (size_t k = 0; k + 1 < chain.size(); ++k)
         descend(pose, skeleton, chain, k, parentSpace);
 }
 
-void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
-               bool bones, bool parentSpace) {
+V3d turnBonesEvaluated(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+                       const Positions& goals, bool bones, bool parentSpace, const V3d* aimTarget) {
     for (size_t k = 0; k + 1 < chain.size(); ++k) {
         ChainJoint& joint = chain[k];
         // The turns above moved the next joint; only its position is needed before this turn.
@@ -291,13 +414,51 @@ void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const P
         multiplyInto(joint.local, above(chain, k), joint.world);
         descend(pose, skeleton, chain, k, parentSpace);
     }
+    const V3d end = chain.back().position();
+    if (aimTarget) {
+        const ChainJoint& start = chain.front();
+        const V3d at = start.position();
+        turnJoint(pose, start.id, start.world, rotationBetween(end - at, *aimTarget - at));
+    }
+    return end;
 }
 
-void aimStart(Pose& pose, const ChainJoints& chain, const V3d& target) {
-    const ChainJoint& start = chain.front();
-    const V3d at = start.position();
-    turnJoint(pose, start.id, start.world,
-              rotationBetween(chain.back().position() - at, target - at));
+namespace {
+
+// Composes the world rotation `r` onto a joint of a rigid chain whose world rotation is `world`.
+void turnRigidJoint(Pose& pose, unsigned short id, const Quatd& world, const Quatd& r) {
+    Quatd& q = pose.jointPose(id).rotation;
+    q = q * Quatd(r.r, turned(~world, r.v));
+}
+
+V3d turnRigid(Pose& pose, const ChainJoints& chain, const Positions& goals, bool bones,
+              const V3d* aimTarget) {
+    // done: the turns so far, which every joint below the last turned one has been carried by.
+    Quatd done, first;
+    V3d at = chain[0].position();
+    for (size_t k = 0; k + 1 < chain.size(); ++k) {
+        const V3d from = turned(done, chain[k + 1].position() - chain[k].position());
+        const V3d to = bones ? goals[k + 1] - goals[k] : goals[k + 1] - at;
+        const Quatd r = rotationBetween(from, to);
+        turnRigidJoint(pose, chain[k].id, done * chain[k].rotation, r);
+        done = r * done;
+        if (k == 0) first = r;
+        at += turned(r, from);
+    }
+    if (aimTarget) {
+        const V3d start = chain[0].position();
+        turnRigidJoint(pose, chain[0].id, first * chain[0].rotation,
+                       rotationBetween(at - start, *aimTarget - start));
+    }
+    return at;
+}
+
+}  // namespace
+
+V3d turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
+              bool bones, bool parentSpace, const V3d* aimTarget) {
+    if (chain[0].rigid) return turnRigid(pose, chain, goals, bones, aimTarget);
+    return turnBonesEvaluated(pose, skeleton, chain, goals, bones, parentSpace, aimTarget);
 }
 
 }  // namespace detail

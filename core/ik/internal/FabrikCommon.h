@@ -66,17 +66,20 @@ bool checkReachable(const Imath::Vec3<double>& from, const Imath::Vec3<double>& 
 // pieces, so the next product down the chain reads it straight from the stores.
 using WorldRows = Rows<double, Halves<double>>;
 
-// The matrices of one listed joint of a chain: its local matrix (in local space built on its bind
-// transform, which is read once per solve) and its world matrix, local * the world matrix above.
-// `direct` when the joint before it in the chain is its parent, whose world matrix is then the one
-// above; `above` is kept only for the other joints. `translationOnly`: only the translation rows
-// of local and world are kept (the end joint, which nothing turns, when its position is all a
-// solver reads).
+// One listed joint of a chain. Evaluated with matrices: its local matrix (in local space built on
+// its bind transform, which is read once per solve) and its world matrix, local * the world matrix
+// above. `direct` when the joint before it in the chain is its parent, whose world matrix is then
+// the one above; `above` is kept only for the other joints. `translationOnly`: only the
+// translation rows of local and world are kept (the end joint, which nothing turns, when its
+// position is all a solver reads).
+// Evaluated `rigid` (every transform a unit rotation with one positive scale): only the world
+// translation row and `rotation`, the world rotation, are set.
 struct ChainJoint {
     ChainJoint() {}  // filled by evaluateChain; no zeroing first
     unsigned short id;
-    bool direct, translationOnly;
+    bool direct, translationOnly, rigid;
     WorldRows bind, local, above, world;
+    Quatd rotation;
     V3d position() const { return V3d(world.r[3][0], world.r[3][1], world.r[3][2]); }
 };
 using ChainJoints = SmallVector<ChainJoint, kInlineJoints>;
@@ -90,18 +93,26 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
 // `endPosition`: of the last joint (of two or more) only the translation rows are kept.
+// `rigid`: a chain of parent-child joints whose transforms, and the parent's world matrix, are
+// unit rotations with one positive scale each is evaluated rigid (see ChainJoint).
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   ChainJoints& chain, bool endPosition = false);
+                   ChainJoints& chain, bool endPosition = false, bool rigid = true);
 
 // Turns every joint of `chain` but the last, from the top down, so that its bone points where
 // `goals` say: at goals[k+1] from the joint's current position, or with `bones` along
-// goals[k+1] - goals[k]. Keeps every matrix of `chain` current.
-void turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
-               bool bones, bool parentSpace);
-
-// Turns the first joint about its position so that the end, at chain.back().world's translation,
-// lies on the way to `target`. The chain's matrices are left as they were, no longer current.
-void aimStart(Pose& pose, const ChainJoints& chain, const Imath::Vec3<double>& target);
+// goals[k+1] - goals[k]. Then, given `aimTarget`, turns the first joint about its position so
+// that the end lies on the way to it. Returns the end's position before that aim. The chain's
+// matrices are no longer current afterwards.
+//
+// In a chain evaluated rigid, a turn moves all below the joint rigidly, so the positions and world
+// rotations are carried along by the turns instead of evaluated again.
+V3d turnBones(Pose& pose, const Skeleton& skeleton, ChainJoints& chain, const Positions& goals,
+              bool bones, bool parentSpace, const V3d* aimTarget = nullptr);
+// The same for a chain evaluated with matrices, evaluating them again after every turn (they are
+// current up to the aim).
+V3d turnBonesEvaluated(Pose& pose, const Skeleton& skeleton, ChainJoints& chain,
+                       const Positions& goals, bool bones, bool parentSpace,
+                       const V3d* aimTarget = nullptr);
 
 }  // namespace detail
 }  // namespace ZeltoCore
