@@ -103,58 +103,65 @@ void expectPlainIterations(const std::vector<V3d>& start, const V3d& goal, doubl
 
 }  // namespace
 
-TEST(FabrikCommon, CarriedTurnsMatchEvaluatingTheChainAgain) {
-    // The knee hangs below the hip through the twist joint, which the chain does not name.
-    const Ids ids = {kHip, kKnee, kAnkle, kToe};
-    const V3d target(0.4, -0.2, 0.5);
-    // As built, every world matrix of the rig is a rotation times one scale; an uneven scale on
-    // the hip makes the carried turns stand aside.
-    for (bool uneven : {false, true}) {
-        Skeleton s = makeLeg();
-        if (uneven) s[kHip].setScale(V3d(1, 1.4, 0.8));
-        for (bool parentSpace : {false, true}) {
-            for (bool bones : {false, true}) {
-                for (bool aim : {false, true}) {
-                    SCOPED_TRACE(std::string(uneven ? "uneven, " : "") +
-                                 (parentSpace ? "parent space" : "local space") +
-                                 (bones ? ", bones" : ", positions") + (aim ? ", aim" : ""));
-                    Pose carried = movedPose(s, parentSpace), evaluated = carried;
-                    ChainJoints a, b;
-                    detail::evaluateChain(carried, s, ids, parentSpace, a);
-                    detail::evaluateChain(evaluated, s, ids, parentSpace, b, false, false);
-                    EXPECT_FALSE(b[1].direct);
-                    EXPECT_TRUE(b[2].direct && b[3].direct);
-                    expectChainMatchesPoser(s, evaluated, b);
-                    for (size_t k = 0; k < ids.size(); ++k) {
-                        EXPECT_EQ(a[k].rigid, !uneven);
-                        EXPECT_V3_NEAR(a[k].position(), b[k].position(), 1e-12) << k;
-                    }
+namespace {
 
-                    Positions goals(ids.size());
-                    for (size_t k = 0; k < ids.size(); ++k)
-                        goals[k] = a[k].position() + V3d(0.05 * k, -0.1 * k, 0.2 * k * k);
-                    const V3d* aimAt = aim ? &target : nullptr;
-                    const V3d endA =
-                        detail::turnBones(carried, s, a, goals, bones, parentSpace, aimAt);
-                    const V3d endB = detail::turnBonesEvaluated(evaluated, s, b, goals, bones,
-                                                                parentSpace, aimAt);
-                    if (!aim) {
-                        expectChainMatchesPoser(s, evaluated, b);
-                        EXPECT_V3_NEAR(endB, worldPosition(s, evaluated, kToe), 1e-12);
-                    }
-                    if (uneven) {
-                        expectSamePose(carried, evaluated);
-                        EXPECT_EQ(endA, endB);
-                        continue;
-                    }
-                    EXPECT_V3_NEAR(endA, endB, 1e-12);
-                    for (unsigned short id : ids) {
-                        const Quatd& qa = carried.jointPose(id).rotation;
-                        const Quatd& qb = evaluated.jointPose(id).rotation;
-                        EXPECT_NEAR(qa.r, qb.r, 1e-12) << id;
-                        EXPECT_V3_NEAR(qa.v, qb.v, 1e-12) << id;
-                    }
-                }
+// Evaluates and turns `ids` twice, rigid where it can and with matrices, and expects the same
+// positions and joint rotations (the very same where the chain is not rigid).
+void expectCarriedTurnsMatch(const Skeleton& s, const Ids& ids, bool rigid, bool parentSpace,
+                             bool bones, bool aim) {
+    const V3d target(0.4, -0.2, 0.5);
+    Pose carried = movedPose(s, parentSpace), evaluated = carried;
+    ChainJoints a, b;
+    detail::evaluateChain(carried, s, ids, parentSpace, a);
+    detail::evaluateChain(evaluated, s, ids, parentSpace, b, false, false);
+    expectChainMatchesPoser(s, evaluated, b);
+    for (size_t k = 0; k < ids.size(); ++k) {
+        EXPECT_EQ(a[k].rigid, rigid);
+        EXPECT_EQ(a[k].direct, b[k].direct);
+        EXPECT_V3_NEAR(a[k].position(), b[k].position(), 1e-12) << k;
+    }
+    Positions goals(ids.size());
+    for (size_t k = 0; k < ids.size(); ++k)
+        goals[k] = a[k].position() + V3d(0.05 * k, -0.1 * k, 0.2 * k * k);
+    const V3d* aimAt = aim ? &target : nullptr;
+    const V3d endA = detail::turnBones(carried, s, a, goals, bones, parentSpace, aimAt);
+    const V3d endB = detail::turnBonesEvaluated(evaluated, s, b, goals, bones, parentSpace, aimAt);
+    if (!aim) {
+        expectChainMatchesPoser(s, evaluated, b);
+        EXPECT_V3_NEAR(endB, worldPosition(s, evaluated, ids.back()), 1e-12);
+    }
+    if (!rigid) {
+        expectSamePose(carried, evaluated);
+        EXPECT_EQ(endA, endB);
+        return;
+    }
+    EXPECT_V3_NEAR(endA, endB, 1e-12);
+    for (unsigned short id : ids) {
+        const Quatd& qa = carried.jointPose(id).rotation;
+        const Quatd& qb = evaluated.jointPose(id).rotation;
+        EXPECT_NEAR(qa.r, qb.r, 1e-12) << id;
+        EXPECT_V3_NEAR(qa.v, qb.v, 1e-12) << id;
+    }
+}
+
+}  // namespace
+
+TEST(FabrikCommon, CarriedTurnsMatchEvaluatingTheChainAgain) {
+    // Chains below a joint with a parent, below a top joint, and from a top joint; the first
+    // passes the twist joint, which it does not name, between hip and knee.
+    const Ids chains[] = {{kHip, kKnee, kAnkle, kToe}, {kPelvis, kHip, kTwist}, {kWorld, kPelvis}};
+    // As built, every transform of the rig is a rotation with one scale; an uneven scale on the
+    // hip or the pelvis makes the chains through or below it evaluate with matrices.
+    for (unsigned short uneven : {kLegJoints, kHip, kPelvis}) {
+        Skeleton s = makeLeg();
+        if (uneven != kLegJoints) s[uneven].setScale(V3d(1, 1.4, 0.8));
+        for (const Ids& ids : chains) {
+            const bool rigid = uneven == kLegJoints || (uneven == kHip && ids[0] == kWorld);
+            for (int flags = 0; flags < 8; ++flags) {
+                const bool parentSpace = flags & 1, bones = flags & 2, aim = flags & 4;
+                SCOPED_TRACE("uneven " + std::to_string(uneven) + ", from " +
+                             std::to_string(ids[0]) + ", flags " + std::to_string(flags));
+                expectCarriedTurnsMatch(s, ids, rigid, parentSpace, bones, aim);
             }
         }
     }

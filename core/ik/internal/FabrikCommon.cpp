@@ -9,6 +9,7 @@
 #include "core/ik/internal/IkCommon.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
+#include "core/skeleton/internal/Ancestors.h"
 
 namespace ZeltoCore {
 namespace detail {
@@ -312,11 +313,33 @@ bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsigned shor
     return true;
 }
 
-// evaluateChain for a rigid chain; false (chain unfinished) for any other.
+// The world transform of the chain's parent as a similarity, when it is one. A top joint (the
+// usual hip) is its own: neither its matrix nor a rotation taken back out of one is needed. Else
+// `parent` is set to its affine world transform.
+bool parentSimilarity(const Pose& pose, const Skeleton& skeleton, unsigned short topId,
+                      Similarity& out, Aff& parent, bool& haveParent) {
+    const Joint* above = skeleton.joint(topId).parent();
+    if (!above) {
+        out = {Quatd(), 1.0, V3d(0.0)};
+        return true;
+    }
+    if (above == parentInSkeleton(skeleton, skeleton.joint(topId)) &&
+        !parentInSkeleton(skeleton, *above) && pose.numJoints() == skeleton.numJoints() &&
+        localSimilarity(pose.jointPose(above->id()), skeleton, above->id(), pose.inParentSpace(),
+                        out)) {
+        return true;
+    }
+    parent = parentWorldAffine(pose, skeleton, topId);
+    haveParent = true;
+    return similarityOf(parent, out);
+}
+
+// evaluateChain for a rigid chain; false (chain unfinished) for any other, with `parent` set
+// when it was evaluated on the way.
 bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   const Aff& parent, bool endPosition, ChainJoints& chain) {
+                   bool endPosition, ChainJoints& chain, Aff& parent, bool& haveParent) {
     Similarity world;
-    if (!similarityOf(parent, world)) return false;
+    if (!parentSimilarity(pose, skeleton, ids[0], world, parent, haveParent)) return false;
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         const unsigned short id = ids[k];
@@ -367,9 +390,13 @@ bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain, bool endPosition, bool rigid) {
-    const Aff parent = parentWorldAffine(pose, skeleton, ids[0]);
-    if (rigid && evaluateRigid(pose, skeleton, ids, parentSpace, parent, endPosition, chain))
+    Aff parent{};
+    bool haveParent = false;
+    if (rigid &&
+        evaluateRigid(pose, skeleton, ids, parentSpace, endPosition, chain, parent, haveParent)) {
         return;
+    }
+    if (!haveParent) parent = parentWorldAffine(pose, skeleton, ids[0]);
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         ChainJoint& joint = chain[k];
