@@ -8,7 +8,6 @@
 #include "core/ik/internal/Similarity.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
-#include "core/skeleton/internal/Ancestors.h"
 
 namespace ZeltoCore {
 namespace detail {
@@ -250,33 +249,11 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 
 namespace {
 
-// The world transform of the chain's parent as a similarity, when it is one. A top joint (the
-// usual hip) is its own: neither its matrix nor a rotation taken back out of one is needed. Else
-// `parent` is set to its affine world transform.
-bool parentSimilarity(const Pose& pose, const Skeleton& skeleton, unsigned short topId,
-                      Similarity& out, Aff& parent, bool& haveParent) {
-    const Joint* above = skeleton.joint(topId).parent();
-    if (!above) {
-        out = {Quatd(), 1.0, V3d(0.0)};
-        return true;
-    }
-    if (above == parentInSkeleton(skeleton, skeleton.joint(topId)) &&
-        !parentInSkeleton(skeleton, *above) && pose.numJoints() == skeleton.numJoints() &&
-        localSimilarity(pose.jointPose(above->id()), skeleton, above->id(), pose.inParentSpace(),
-                        out)) {
-        return true;
-    }
-    parent = parentWorldAffine(pose, skeleton, topId);
-    haveParent = true;
-    return similarityOf(parent, out);
-}
-
-// evaluateChain for a rigid chain; false (chain unfinished) for any other, with `parent` set
-// when it was evaluated on the way.
+// evaluateChain for a rigid chain; false (chain unfinished) for any other.
 bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
-                   bool endPosition, ChainJoints& chain, Aff& parent, bool& haveParent) {
+                   bool endPosition, ChainJoints& chain) {
     Similarity world;
-    if (!parentSimilarity(pose, skeleton, ids[0], world, parent, haveParent)) return false;
+    if (!parentWorldSimilarity(pose, skeleton, ids[0], world)) return false;
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         const unsigned short id = ids[k];
@@ -284,39 +261,19 @@ bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
         joint.id = id;
         joint.direct = k > 0 && skeleton.joint(id).parent()->id() == ids[k - 1];
         joint.rigid = true;
-        if (k > 0 && !joint.direct) {
-            // The joints in between, from the top down (the chain check bounds the walk).
-            SmallVector<unsigned short, kInlineJoints> between;
-            for (const Joint* j = skeleton.joint(id).parent(); j->id() != ids[k - 1];
-                 j = j->parent()) {
-                between.push_back(j->id());
-            }
-            for (size_t i = between.size(); i-- > 0;) {
-                Similarity local;
-                if (!localSimilarity(pose.jointPose(between[i]), skeleton, between[i], parentSpace,
-                                     local)) {
-                    return false;
-                }
-                world = local.then(world);
-            }
-        }
-        const JointPose& p = pose.jointPose(id);
         // The end's rotation and scale move nothing a solver reads when only its position is.
         joint.translationOnly = endPosition && k > 0 && k + 1 == ids.size;
-        if (joint.translationOnly) {
-            const Joint& bind = skeleton.joint(id);
-            if (!parentSpace && !isSimilarity(bind.rotation(), bind.scale())) return false;
-            const V3d local =
-                parentSpace ? p.translation
-                            : Similarity{bind.rotation(), bind.scale().x, bind.translation()}.apply(
-                                  p.translation);
-            world.translation = world.apply(local);
-        } else {
-            Similarity local;
-            if (!localSimilarity(p, skeleton, id, parentSpace, local)) return false;
-            world = local.then(world);
-            joint.rotation = world.rotation;
+        const JointPose& p = pose.jointPose(id);
+        Similarity below;
+        if (k == 0) {
+            if (!localSimilarity(p, skeleton, id, parentSpace, below)) return false;
+            below = below.then(world);
+        } else if (!worldSimilarityBelow(pose, skeleton, ids[k - 1], world, id, p, parentSpace,
+                                         below, joint.translationOnly)) {
+            return false;
         }
+        world = below;
+        joint.rotation = world.rotation;
         const V3d& t = world.translation;
         joint.world.r[3] = Halves<double>::set(t.x, t.y, t.z, 1.0);
     }
@@ -327,13 +284,8 @@ bool evaluateRigid(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool 
 
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain, bool endPosition, bool rigid) {
-    Aff parent{};
-    bool haveParent = false;
-    if (rigid &&
-        evaluateRigid(pose, skeleton, ids, parentSpace, endPosition, chain, parent, haveParent)) {
-        return;
-    }
-    if (!haveParent) parent = parentWorldAffine(pose, skeleton, ids[0]);
+    if (rigid && evaluateRigid(pose, skeleton, ids, parentSpace, endPosition, chain)) return;
+    const Aff parent = parentWorldAffine(pose, skeleton, ids[0]);
     chain.resize(ids.size);
     for (size_t k = 0; k < ids.size; ++k) {
         ChainJoint& joint = chain[k];

@@ -7,14 +7,14 @@
 // Results agree with the matrix forms within rounding.
 #pragma once
 
-#include <Imath/ImathMatrixAlgo.h>
 #include <Imath/ImathQuat.h>
 #include <Imath/ImathVec.h>
 
 #include <cmath>
-#include <limits>
 
 #include "core/ik/internal/IkCommon.h"
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
 
 namespace ZeltoCore {
 namespace detail {
@@ -53,23 +53,7 @@ inline bool isSimilarity(const Quatd& q, const V3d& s) {
 
 // The similarity of an affine transform whose rows are orthogonal, of one length and
 // right-handed; false for any other.
-inline bool similarityOf(const Aff& m, Similarity& out) {
-    const V3d r0(m.a[0][0], m.a[0][1], m.a[0][2]), r1(m.a[1][0], m.a[1][1], m.a[1][2]),
-        r2(m.a[2][0], m.a[2][1], m.a[2][2]);
-    const double l2 = r0 ^ r0, eps = kUnitTolerance * l2;
-    // Written so that a NaN fails every comparison.
-    if (!(l2 >= std::numeric_limits<double>::min() && l2 <= std::numeric_limits<double>::max() &&
-          std::abs((r1 ^ r1) - l2) <= eps && std::abs((r2 ^ r2) - l2) <= eps &&
-          std::abs(r0 ^ r1) <= eps && std::abs(r0 ^ r2) <= eps && std::abs(r1 ^ r2) <= eps &&
-          (r0 ^ (r1 % r2)) > 0.0)) {
-        return false;
-    }
-    const double scale = std::sqrt(l2), inv = 1.0 / scale;
-    const M44d rotation(r0.x * inv, r0.y * inv, r0.z * inv, 0.0, r1.x * inv, r1.y * inv, r1.z * inv,
-                        0.0, r2.x * inv, r2.y * inv, r2.z * inv, 0.0, 0.0, 0.0, 0.0, 1.0);
-    out = {Imath::extractQuat(rotation), scale, V3d(m.t[0], m.t[1], m.t[2])};
-    return true;
-}
+bool similarityOf(const Aff& m, Similarity& out);
 
 // The transform of joint `id` relative to its parent (pose `p`, in the given space) as a
 // similarity, when it is one.
@@ -81,6 +65,48 @@ inline bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsign
     const Joint& bind = skeleton.joint(id);
     if (!isSimilarity(bind.rotation(), bind.scale())) return false;
     out = out.then({bind.rotation(), bind.scale().x, bind.translation()});
+    return true;
+}
+
+// The world transform of the parent of `upperId` as Poser::getWorldMatrix evaluates it (the
+// identity without a parent), when every transform on the way is a similarity.
+bool parentWorldSimilarity(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                           Similarity& out);
+
+// `world` followed by the local transforms of the joints strictly between `upperId` and its
+// descendant `lowerId`, as worldAffineBelow walks them; false where one is not a similarity.
+bool composeBetween(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                    unsigned short lowerId, bool parentSpace, Similarity& world);
+
+// world(lower) from the world transform of `upperId`, an ancestor of `lowerId` (see
+// worldAffineBelow), `lowerPose` standing for lowerId's joint pose; false where a transform on the
+// way is not a similarity. `positionOnly`: out.translation only, lowerPose's rotation and scale
+// not read.
+inline bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                                 const Similarity& upperWorld, unsigned short lowerId,
+                                 const JointPose& lowerPose, bool parentSpace, Similarity& out,
+                                 bool positionOnly = false) {
+    Similarity above = upperWorld;
+    const Joint* parent = skeleton.joint(lowerId).parent();
+    if (parent && parent->id() != upperId &&
+        !composeBetween(pose, skeleton, upperId, lowerId, parentSpace, above)) {
+        return false;
+    }
+    if (!positionOnly) {
+        Similarity local;
+        if (!localSimilarity(lowerPose, skeleton, lowerId, parentSpace, local)) return false;
+        out = local.then(above);
+        return true;
+    }
+    // The translation row alone: the pose's, carried through the bind transform in local space.
+    V3d t = lowerPose.translation;
+    if (!parentSpace) {
+        const Joint& bind = skeleton.joint(lowerId);
+        if (!isSimilarity(bind.rotation(), bind.scale())) return false;
+        t = Similarity{bind.rotation(), bind.scale().x, bind.translation()}.apply(t);
+    }
+    out = above;
+    out.translation = above.apply(t);
     return true;
 }
 

@@ -1,0 +1,90 @@
+#include "core/ik/internal/Similarity.h"
+
+#include <Imath/ImathMatrixAlgo.h>
+
+#include <limits>
+
+#include "core/ik/internal/SmallVector.h"
+#include "core/pose/Pose.h"
+#include "core/skeleton/Skeleton.h"
+#include "core/skeleton/internal/Ancestors.h"
+
+namespace ZeltoCore {
+namespace detail {
+
+bool similarityOf(const Aff& m, Similarity& out) {
+    const V3d r0(m.a[0][0], m.a[0][1], m.a[0][2]), r1(m.a[1][0], m.a[1][1], m.a[1][2]),
+        r2(m.a[2][0], m.a[2][1], m.a[2][2]);
+    const double l2 = r0 ^ r0, eps = kUnitTolerance * l2;
+    // Written so that a NaN fails every comparison.
+    if (!(l2 >= std::numeric_limits<double>::min() && l2 <= std::numeric_limits<double>::max() &&
+          std::abs((r1 ^ r1) - l2) <= eps && std::abs((r2 ^ r2) - l2) <= eps &&
+          std::abs(r0 ^ r1) <= eps && std::abs(r0 ^ r2) <= eps && std::abs(r1 ^ r2) <= eps &&
+          (r0 ^ (r1 % r2)) > 0.0)) {
+        return false;
+    }
+    const double scale = std::sqrt(l2), inv = 1.0 / scale;
+    const M44d rotation(r0.x * inv, r0.y * inv, r0.z * inv, 0.0, r1.x * inv, r1.y * inv, r1.z * inv,
+                        0.0, r2.x * inv, r2.y * inv, r2.z * inv, 0.0, 0.0, 0.0, 0.0, 1.0);
+    out = {Imath::extractQuat(rotation), scale, V3d(m.t[0], m.t[1], m.t[2])};
+    return true;
+}
+
+namespace {
+
+using Path = SmallVector<unsigned short, 16>;
+
+// `world` followed, from the top down, by the local transforms of the joints of `path` (listed
+// from the bottom up); false where one is not a similarity.
+bool composeDown(const Pose& pose, const Skeleton& skeleton, const Path& path, bool parentSpace,
+                 Similarity& world) {
+    for (size_t i = path.size(); i-- > 0;) {
+        Similarity local;
+        if (!localSimilarity(pose.jointPose(path[i]), skeleton, path[i], parentSpace, local))
+            return false;
+        world = local.then(world);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool parentWorldSimilarity(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                           Similarity& out) {
+    out = {Quatd(), 1.0, V3d(0.0)};
+    const Joint& upper = skeleton.joint(upperId);
+    if (!upper.parent()) return true;
+    // The poser's walk: ancestors within the skeleton, at most numJoints() of them, those beyond
+    // the pose contributing nothing. A parent outside the skeleton is left to the matrix path.
+    const Joint* parent = parentInSkeleton(skeleton, upper);
+    if (!parent) return false;
+    // A top joint (the usual hip) is its own world transform.
+    if (!parent->parent() && parent->id() < pose.numJoints()) {
+        return localSimilarity(pose.jointPose(parent->id()), skeleton, parent->id(),
+                               pose.inParentSpace(), out);
+    }
+    Path path;
+    const unsigned short n = pose.numJoints();
+    if (parent->id() < n) path.push_back(parent->id());
+    forEachAncestor(skeleton, *parent, [&](const Joint& a) {
+        if (a.id() < n) path.push_back(a.id());
+        return true;
+    });
+    return composeDown(pose, skeleton, path, pose.inParentSpace(), out);
+}
+
+bool composeBetween(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+                    unsigned short lowerId, bool parentSpace, Similarity& world) {
+    Path between;
+    const unsigned short n = skeleton.numJoints();
+    const Joint* parent = skeleton.joint(lowerId).parent();
+    for (unsigned steps = 0; parent && parent->id() < n && parent->id() != upperId; ++steps) {
+        if (steps >= n) return false;
+        between.push_back(parent->id());
+        parent = skeleton.joint(parent->id()).parent();
+    }
+    return composeDown(pose, skeleton, between, parentSpace, world);
+}
+
+}  // namespace detail
+}  // namespace ZeltoCore
