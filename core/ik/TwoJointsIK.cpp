@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/ik/internal/IkCommon.h"
+#include "core/ik/internal/Similarity.h"
 #include "core/ik/internal/SmallVector.h"
 #include "core/math/Transform.h"
 #include "core/pose/Pose.h"
@@ -23,19 +24,55 @@ struct ChainIds {
 };
 
 // World transforms of root and mid and the end's position, below the root's parent's. `midPose`
-// stands for the mid joint's pose, which a parent-space solve bends from its bind rotation.
+// stands for the mid joint's pose, which a parent-space solve bends from its bind rotation. Rigid
+// chains (see Similarity) are held as similarities, others as affine transforms.
 struct Chain {
     const Pose& pose;
     const Skeleton& skeleton;
     ChainIds ids;
     bool parentSpace;
-    Aff root, mid;
     JointPose midPose;
+    bool rigid = false;
+    Aff root{}, mid{};
+    Similarity rootS{}, midS{};
     V3d end{};
 
+    void measureRoot() {
+        Similarity parent;
+        rigid = parentWorldSimilarity(pose, skeleton, ids.root, parent) &&
+                localSimilarity(pose.jointPose(ids.root), skeleton, ids.root, parentSpace, rootS);
+        if (rigid) {
+            rootS = rootS.then(parent);
+        } else {
+            root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
+                   parentWorldAffine(pose, skeleton, ids.root);
+        }
+    }
     void measureBelowRoot() {
+        if (rigid) {
+            Similarity endS;
+            if (worldSimilarityBelow(pose, skeleton, ids.root, rootS, ids.mid, midPose, parentSpace,
+                                     midS) &&
+                worldSimilarityBelow(pose, skeleton, ids.mid, midS, ids.end,
+                                     pose.jointPose(ids.end), parentSpace, endS, true)) {
+                end = endS.translation;
+                return;
+            }
+            rigid = false;
+            root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
+                   parentWorldAffine(pose, skeleton, ids.root);
+        }
         mid = worldAffineBelow(pose, skeleton, ids.root, root, ids.mid, midPose, parentSpace);
         end = worldPositionBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);
+    }
+    V3d rootPosition() const { return rigid ? rootS.translation : root.translation(); }
+    V3d midPosition() const { return rigid ? midS.translation : mid.translation(); }
+    // The joint rotation q of root or mid with world rotation r composed on.
+    Quatd turnRoot(const Quatd& q, const Quatd& r) const {
+        return rigid ? turnedInWorld(q, rootS.rotation, r) : rotatedInWorld(q, root, r);
+    }
+    Quatd turnMid(const Quatd& q, const Quatd& r) const {
+        return rigid ? turnedInWorld(q, midS.rotation, r) : rotatedInWorld(q, mid, r);
     }
 };
 
@@ -73,13 +110,6 @@ V3d bindPole(const Chain& chain) {
     const V3d r0 = poser.getWorldBindMatrix(top).translation();
     const V3d r = poser.getWorldMatrix(chain.pose, top).translation();
     return rotationBetween(r0, r).rotateVector(offsetFromLine(b0, p0, c0).normalized());
-}
-
-// v turned by the unit quaternion q: v + r t + q.v x t with t = 2 q.v x v. Quat::rotateVector
-// divides by the norm and multiplies twice by quaternions to the same effect.
-ZELTO_ALWAYS_INLINE V3d turned(const Quatd& q, const V3d& v) {
-    const V3d t = (q.v % v) * 2.0;
-    return v + t * q.r + (q.v % t);
 }
 
 // Twist about the root-to-target line that turns the side the mid joint lies on (the aimed
@@ -142,23 +172,22 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
         return;
     }
     const Quatd& rootRotation = pose.jointPose(ids.root).rotation;
-    Chain chain{pose, skeleton, ids, parentSpace, Aff{}, Aff{}, pose.jointPose(ids.mid)};
-    chain.root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
-                 parentWorldAffine(pose, skeleton, ids.root);
+    Chain chain{pose, skeleton, ids, parentSpace, pose.jointPose(ids.mid)};
+    chain.measureRoot();
     if (parentSpace) {
         // Bend from the bind bend, unless the bind chain is straight.
         chain.midPose.rotation = skeleton.joint(ids.mid).rotation();
         chain.measureBelowRoot();
-        const V3d a = chain.root.translation();
-        if (((chain.mid.translation() - a).normalized() ^ (chain.end - a).normalized()) > 0.9999) {
+        const V3d a = chain.rootPosition();
+        if (((chain.midPosition() - a).normalized() ^ (chain.end - a).normalized()) > 0.9999) {
             chain.midPose.rotation = pose.jointPose(ids.mid).rotation;
             chain.measureBelowRoot();
         }
     } else {
         chain.measureBelowRoot();
     }
-    const V3d a = chain.root.translation();
-    const V3d b = chain.mid.translation();
+    const V3d a = chain.rootPosition();
+    const V3d b = chain.midPosition();
     const V3d c = chain.end;
     const V3d ab = b - a, bc = c - b, ac = c - a;
     const V3d bend = projectOntoPlane(ab, ac);
@@ -191,15 +220,14 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     // n is a unit vector or zero (no bend).
     const Quatd bendRotation = (n ^ n) > 0.0 ? Quatd(std::cos(half), n * std::sin(half)) : Quatd();
     Result result;
-    result.mid = rotatedInWorld(chain.midPose.rotation, chain.mid, bendRotation);
+    result.mid = chain.turnMid(chain.midPose.rotation, bendRotation);
 
     // Aim the root at the target, then twist it about the root-to-target line: the given pole,
     // or the bind pole as the aim carries it. (Twisting first would move the end off the line.)
     const V3d aimed = ab + turned(bendRotation, bc);
     const Quatd aim = rotationBetween(aimed, at);
     const V3d towards = bindPoleForm ? turned(aim, pole) : pole;
-    result.root =
-        rotatedInWorld(rootRotation, chain.root, twistTowards(aim, towards, bend, ab, at) * aim);
+    result.root = chain.turnRoot(rootRotation, twistTowards(aim, towards, bend, ab, at) * aim);
 
     // Stretch every segment from the root's child to the end by s. The rotations carried the end
     // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
