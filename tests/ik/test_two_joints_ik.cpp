@@ -1,5 +1,5 @@
 // Tests of the two-joint solver: reach, bone lengths, pole side, stretch, soft approach, the two
-// pose spaces, refusals and degenerate chains.
+// pose spaces, refusals, degenerate chains, and rigid legs against the matrix path.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -228,6 +228,32 @@ TEST(TwoJointsIK, DegenerateChainsStayFinite) {
                     EXPECT_GT(sideCosine(w, pole), 1.0 - 1e-9);
                     EXPECT_LT((w[kAnkle] - target).length(), 1e-9);
                 }
+            }
+        }
+    }
+}
+
+TEST(TwoJointsIK, RigidLegsSolveAsTheMatrixPathDoes) {
+    // The rig holds rotations with one scale each, so it is solved as similarities; a pelvis
+    // scale off by 1e-9 in one axis sends the same leg down the matrix path. The solves agree to
+    // about that change, whatever the form, space, stretch or target.
+    const Skeleton rigid = makeLeg();
+    Skeleton uneven = makeLeg();
+    uneven[kPelvis].setScale(V3d(1.1, 1.1, 1.1 * (1 + 1e-9)));
+    for (const Form& form : kForms) {
+        for (int k = 0; k < 8; ++k) {
+            const bool parentSpace = k & 1, stretch = k & 2, far = k & 4;
+            SCOPED_TRACE("form " + std::to_string(&form - kForms) + " case " + std::to_string(k));
+            Pose a = movedPose(rigid, parentSpace), b = movedPose(uneven, parentSpace);
+            V3d pole(0.2, 0.1, 1), poleB = pole;
+            const V3d target = worldPosition(rigid, a, kHip) + V3d(0.1, far ? -1.2 : -0.5, 0.2);
+            form(a, rigid, target, stretch ? 1.0 : 0.0, k == 3, 0.05, &pole);
+            form(b, uneven, target, stretch ? 1.0 : 0.0, k == 3, 0.05, &poleB);
+            for (unsigned short j : {kHip, kKnee, kAnkle}) {
+                const JointPose &pa = a.jointPose(j), &pb = b.jointPose(j);
+                EXPECT_NEAR((pa.rotation.v - pb.rotation.v).length(), 0.0, 1e-7) << j;
+                EXPECT_NEAR(pa.rotation.r, pb.rotation.r, 1e-7) << j;
+                EXPECT_V3_NEAR(pa.translation, pb.translation, 1e-7) << j;
             }
         }
     }
