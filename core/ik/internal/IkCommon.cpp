@@ -5,6 +5,7 @@
 #include <new>
 #include <type_traits>
 
+#include "core/ik/internal/Similarity.h"
 #include "core/metadata/MetadataImpl.h"
 #include "core/pose/Pose.h"
 #include "core/pose/Poser.h"
@@ -313,7 +314,13 @@ V3d scaledJointOffset(const V3d& t, const Skeleton& skeleton, unsigned short id,
                       bool parentSpace) {
     if (parentSpace) return t * s;
     // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
-    // the change of tB too.
+    // the change of tB too: tB carried back through B's linear part. A bind rotation with one
+    // scale is undone by its conjugate and that scale.
+    const Joint& joint = skeleton.joint(id);
+    if (isSimilarity(joint.rotation(), joint.scale())) {
+        return t * s +
+               turned(~joint.rotation(), joint.translation()) * ((s - 1.0) / joint.scale().x);
+    }
     const Aff bind = bindAffine(skeleton, id);
     return t * s + multDirInverse(bind, bind.translation()) * (s - 1.0);
 }
