@@ -93,8 +93,8 @@ void turnJoint(Pose& pose, unsigned short id, const WorldRows& world, const Quat
 // Evaluates the listed joints from the world matrix of the first one's parent down; joints
 // between two listed ones are carried along. The chain must have passed checkIkChain.
 // `endPosition`: of the last joint (of two or more) only the translation rows are kept.
-// `rigid`: a chain of parent-child joints whose transforms, and the parent's world matrix, are
-// unit rotations with one positive scale each is evaluated rigid (see ChainJoint).
+// `rigid`: a chain whose transforms, from the top of the skeleton down to its end, are all unit
+// rotations with one positive scale is evaluated rigid (see ChainJoint).
 void evaluateChain(const Pose& pose, const Skeleton& skeleton, IdSpan ids, bool parentSpace,
                    ChainJoints& chain, bool endPosition = false, bool rigid = true);
 
