@@ -76,8 +76,15 @@ struct Chain {
     }
 };
 
-double clampedAcos(double x) {
-    return std::acos(std::clamp(x, -1.0, 1.0));
+// Cosine and sine of half the angle acos(x), x clamped to [-1, 1]: both halves of the bend come
+// from these without taking the angles themselves. Given x, 1 - x and 1 + x lose nothing where
+// they matter, so the roots are as accurate as the angle would be.
+struct HalfAngle {
+    double c, s;
+};
+HalfAngle halfAngleOfCosine(double x) {
+    x = std::clamp(x, -1.0, 1.0);
+    return {std::sqrt(0.5 * (1.0 + x)), std::sqrt(0.5 * (1.0 - x))};
 }
 
 // Bend axis of a chain without a bend plane (parallel bones, or a zero-length one): perpendicular
@@ -106,9 +113,17 @@ V3d bindPole(const Chain& chain) {
     const V3d b0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.mid);
     const V3d c0 = bindPositionBelow(skeleton, chain.ids.root, root, chain.ids.end);
     const V3d p0 = root.translation();
+    // How the top joint has moved; without a parent, its world transform is its local one.
     const unsigned short top = skeleton.root()->id();
-    const V3d r0 = poser.getWorldBindMatrix(top).translation();
-    const V3d r = poser.getWorldMatrix(chain.pose, top).translation();
+    V3d r0, r;
+    if (top < skeleton.numJoints() && !skeleton.joint(top).parent()) {
+        r0 = skeleton.joint(top).translation();
+        const V3d& t = chain.pose.jointPose(top).translation;
+        r = chain.pose.inParentSpace() ? t : affinePoint(t, bindAffine(skeleton, top));
+    } else {
+        r0 = poser.getWorldBindMatrix(top).translation();
+        r = poser.getWorldMatrix(chain.pose, top).translation();
+    }
     return rotationBetween(r0, r).rotateVector(offsetFromLine(b0, p0, c0).normalized());
 }
 
@@ -210,15 +225,17 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
 
     // Bend the mid joint to the root-to-target distance.
     const V3d abUnit = l1 > 0.0 ? ab / l1 : V3d(0.0), bcUnit = l2 > 0.0 ? bc / l2 : V3d(0.0);
-    const double current = clampedAcos(abUnit ^ bcUnit);
+    const HalfAngle current = halfAngleOfCosine(abUnit ^ bcUnit);
     V3d n = ab % bc;
     const double nl = n.length();
     n = nl > 1e-9 * l1 * l2 ? n / nl : straightBendAxis(ab, bc, pole);
-    const double wanted =
-        l1 * l2 > 0.0 ? clampedAcos((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2)) : current;
-    const double half = 0.5 * (wanted - current);
-    // n is a unit vector or zero (no bend).
-    const Quatd bendRotation = (n ^ n) > 0.0 ? Quatd(std::cos(half), n * std::sin(half)) : Quatd();
+    const HalfAngle wanted =
+        l1 * l2 > 0.0 ? halfAngleOfCosine((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2))
+                      : current;
+    // Half of wanted - current by the difference formulas; n is a unit vector or zero (no bend).
+    const double cosHalf = wanted.c * current.c + wanted.s * current.s;
+    const double sinHalf = wanted.s * current.c - wanted.c * current.s;
+    const Quatd bendRotation = (n ^ n) > 0.0 ? Quatd(cosHalf, n * sinHalf) : Quatd();
     Result result;
     result.mid = chain.turnMid(chain.midPose.rotation, bendRotation);
 
