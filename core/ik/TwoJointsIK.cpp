@@ -41,12 +41,14 @@ struct Chain {
         Similarity parent;
         rigid = parentWorldSimilarity(pose, skeleton, ids.root, parent) &&
                 localSimilarity(pose.jointPose(ids.root), skeleton, ids.root, parentSpace, rootS);
-        if (rigid) {
+        if (rigid)
             rootS = rootS.then(parent);
-        } else {
-            root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
-                   parentWorldAffine(pose, skeleton, ids.root);
-        }
+        else
+            measureRootAffine();
+    }
+    void measureRootAffine() {
+        root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
+               parentWorldAffine(pose, skeleton, ids.root);
     }
     void measureBelowRoot() {
         if (rigid) {
@@ -59,8 +61,7 @@ struct Chain {
                 return;
             }
             rigid = false;
-            root = localAffine(pose.jointPose(ids.root), skeleton, ids.root, parentSpace) *
-                   parentWorldAffine(pose, skeleton, ids.root);
+            measureRootAffine();
         }
         mid = worldAffineBelow(pose, skeleton, ids.root, root, ids.mid, midPose, parentSpace);
         end = worldPositionBelow(pose, skeleton, ids.mid, mid, ids.end, parentSpace);

@@ -316,10 +316,10 @@ V3d scaledJointOffset(const V3d& t, const Skeleton& skeleton, unsigned short id,
     // The offset is t * B + tB (B the bind matrix); keeping B, the pose translation takes up
     // the change of tB too: tB carried back through B's linear part. A bind rotation with one
     // scale is undone by its conjugate and that scale.
-    const Joint& joint = skeleton.joint(id);
-    if (isSimilarity(joint.rotation(), joint.scale())) {
-        return t * s +
-               turned(~joint.rotation(), joint.translation()) * ((s - 1.0) / joint.scale().x);
+    Similarity similarity;
+    if (bindSimilarity(skeleton, id, similarity)) {
+        return t * s + turned(~similarity.rotation, similarity.translation) *
+                           ((s - 1.0) / similarity.scale);
     }
     const Aff bind = bindAffine(skeleton, id);
     return t * s + multDirInverse(bind, bind.translation()) * (s - 1.0);

@@ -1,9 +1,5 @@
 #include "core/ik/internal/Similarity.h"
 
-#include <Imath/ImathMatrixAlgo.h>
-
-#include <limits>
-
 #include "core/ik/internal/SmallVector.h"
 #include "core/pose/Pose.h"
 #include "core/skeleton/Skeleton.h"
@@ -11,24 +7,6 @@
 
 namespace ZeltoCore {
 namespace detail {
-
-bool similarityOf(const Aff& m, Similarity& out) {
-    const V3d r0(m.a[0][0], m.a[0][1], m.a[0][2]), r1(m.a[1][0], m.a[1][1], m.a[1][2]),
-        r2(m.a[2][0], m.a[2][1], m.a[2][2]);
-    const double l2 = r0 ^ r0, eps = kUnitTolerance * l2;
-    // Written so that a NaN fails every comparison.
-    if (!(l2 >= std::numeric_limits<double>::min() && l2 <= std::numeric_limits<double>::max() &&
-          std::abs((r1 ^ r1) - l2) <= eps && std::abs((r2 ^ r2) - l2) <= eps &&
-          std::abs(r0 ^ r1) <= eps && std::abs(r0 ^ r2) <= eps && std::abs(r1 ^ r2) <= eps &&
-          (r0 ^ (r1 % r2)) > 0.0)) {
-        return false;
-    }
-    const double scale = std::sqrt(l2), inv = 1.0 / scale;
-    const M44d rotation(r0.x * inv, r0.y * inv, r0.z * inv, 0.0, r1.x * inv, r1.y * inv, r1.z * inv,
-                        0.0, r2.x * inv, r2.y * inv, r2.z * inv, 0.0, 0.0, 0.0, 0.0, 1.0);
-    out = {Imath::extractQuat(rotation), scale, V3d(m.t[0], m.t[1], m.t[2])};
-    return true;
-}
 
 namespace {
 

@@ -51,9 +51,12 @@ inline bool isSimilarity(const Quatd& q, const V3d& s) {
            std::abs(s.z - s.x) <= kUnitTolerance * s.x;
 }
 
-// The similarity of an affine transform whose rows are orthogonal, of one length and
-// right-handed; false for any other.
-bool similarityOf(const Aff& m, Similarity& out);
+// The bind transform of joint `id` as a similarity, when it is one.
+inline bool bindSimilarity(const Skeleton& skeleton, unsigned short id, Similarity& out) {
+    const Joint& bind = skeleton.joint(id);
+    out = {bind.rotation(), bind.scale().x, bind.translation()};
+    return isSimilarity(bind.rotation(), bind.scale());
+}
 
 // The transform of joint `id` relative to its parent (pose `p`, in the given space) as a
 // similarity, when it is one.
@@ -62,9 +65,9 @@ inline bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsign
     if (!isSimilarity(p.rotation, p.scale)) return false;
     out = {p.rotation, p.scale.x, p.translation};
     if (parentSpace) return true;
-    const Joint& bind = skeleton.joint(id);
-    if (!isSimilarity(bind.rotation(), bind.scale())) return false;
-    out = out.then({bind.rotation(), bind.scale().x, bind.translation()});
+    Similarity bind;
+    if (!bindSimilarity(skeleton, id, bind)) return false;
+    out = out.then(bind);
     return true;
 }
 
@@ -101,9 +104,9 @@ inline bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton, uns
     // The translation row alone: the pose's, carried through the bind transform in local space.
     V3d t = lowerPose.translation;
     if (!parentSpace) {
-        const Joint& bind = skeleton.joint(lowerId);
-        if (!isSimilarity(bind.rotation(), bind.scale())) return false;
-        t = Similarity{bind.rotation(), bind.scale().x, bind.translation()}.apply(t);
+        Similarity bind;
+        if (!bindSimilarity(skeleton, lowerId, bind)) return false;
+        t = bind.apply(t);
     }
     out = above;
     out.translation = above.apply(t);
