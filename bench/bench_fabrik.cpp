@@ -119,11 +119,58 @@ void endWorldMatrix(benchmark::State& state) {
         benchmark::DoNotOptimize(tail.end(tail.pose, tail.ids.back()));
 }
 
-// The 3D solver's arithmetic alone for 4-joint solves, in plain code on the same chain and
-// targets: the pulls of the iterations, each bone turned onto its solved direction and the final
-// aim (with the Imath call the method names), the chain's positions known and no joint pose read
-// or written. What such a solve costs on this machine however its pose work is written: each
-// pull waits on the one before and on a square root, each turn on the turns above it.
+// The plain code is kept in one piece, as a hand-written solve would be.
+#define PLAIN __attribute__((always_inline)) inline
+
+// v turned by the unit quaternion q.
+PLAIN V3d turned(const Imath::Quatd& q, const V3d& v) {
+    const V3d t = (q.v % v) * 2.0;
+    return v + t * q.r + (q.v % t);
+}
+
+// The 3D method's arithmetic for a 4-joint chain at `start` (bones of `length`), in plain code:
+// the pulls of the iterations, each bone turned onto its solved direction and the final aim (with
+// the Imath call the method names). Each pull waits on the one before and on a square root, each
+// turn on the turns above it. Returns the world turns of the three bones and the aim.
+struct Turns3D {
+    Imath::Quatd bone[3], aim;
+};
+PLAIN Turns3D methodArithmetic3D(const V3d* start, const double* length, const V3d& target) {
+    const auto pull = [](const V3d& anchor, V3d& moved, double l) {
+        const V3d d = moved - anchor;
+        const double r2 = d ^ d;
+        if (r2 > 0.0) moved = anchor + d * (l / r2) * std::sqrt(r2);
+    };
+    const V3d direction = (start[3] - start[0]).normalized();
+    const V3d goal = start[0] + direction * (target - start[0]).length();
+    V3d p0 = start[0], p1 = start[1], p2 = start[2], p3 = start[3];
+    for (int iteration = 0; iteration < 20; ++iteration) {
+        const V3d before = p3;
+        p3 = goal;
+        pull(p3, p2, length[2]);
+        pull(p2, p1, length[1]);
+        p0 = start[0];
+        pull(p0, p1, length[0]);
+        pull(p1, p2, length[1]);
+        pull(p2, p3, length[2]);
+        if ((p3 - goal).length2() <= 1e-8 || (p3 - before).length2() <= 1e-24) break;
+    }
+    const V3d solved[4] = {p0, p1, p2, p3};
+    Turns3D out;
+    Imath::Quatd done;
+    V3d at = start[0];
+    for (int i = 0; i < 3; ++i) {
+        const V3d from = turned(done, start[i + 1] - start[i]);
+        out.bone[i].setRotation(from, solved[i + 1] - solved[i]);
+        done = out.bone[i] * done;
+        at += turned(out.bone[i], from);
+    }
+    out.aim.setRotation(at - start[0], target - start[0]);
+    return out;
+}
+
+// The 3D method's arithmetic alone for 4-joint solves on the same chain and targets, the chain's
+// positions known and no joint pose read or written.
 void methodMath3D(benchmark::State& state) {
     const Tail tail(4);
     const std::vector<V3d> goals = targets(tail, 64);
@@ -133,47 +180,68 @@ void methodMath3D(benchmark::State& state) {
         start[i] = tail.end(tail.pose, tail.ids[i]);
     for (int i = 0; i < 3; ++i)
         length[i] = (start[i + 1] - start[i]).length();
-    const auto pull = [](const V3d& anchor, V3d& moved, double l) {
-        const V3d d = moved - anchor;
-        const double r2 = d ^ d;
-        if (r2 > 0.0) moved = anchor + d * (l / r2) * std::sqrt(r2);
-    };
-    const auto turned = [](const Imath::Quatd& q, const V3d& v) {
-        const V3d t = (q.v % v) * 2.0;
-        return v + t * q.r + (q.v % t);
-    };
-    const V3d direction = (start[3] - start[0]).normalized();
+    size_t k = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(methodArithmetic3D(start, length, goals[k++ % goals.size()]));
+}
+
+// x -> s (x turned by r) + t.
+struct Similar {
+    Imath::Quatd r;
+    double s;
+    V3d t;
+    PLAIN V3d apply(const V3d& x) const { return turned(r, x) * s + t; }
+    PLAIN Similar then(const Similar& after) const {
+        return {after.r * r, after.s * s, after.apply(t)};
+    }
+};
+PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
+    return {r, scale.x, t};
+}
+
+// The whole of a 4-joint 3D solve in straight-line code that knows the tail holds rotations and
+// uniform scales only: each joint's pose composed on its bind transform and down from the hip,
+// the bone lengths, the method's arithmetic, and the world turns composed onto the joint
+// rotations. No input is checked. What the solve could cost at best on this machine, its pose
+// work included.
+void plainSolve3D(benchmark::State& state) {
+    const Tail tail(4);
+    const std::vector<V3d> goals = targets(tail, 64);
+    std::vector<Similar> bind;
+    std::vector<JointPose> saved;
+    for (unsigned short j = 0; j < 5; ++j) {
+        const Joint& b = tail.skeleton.joint(j);
+        bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
+        saved.push_back(tail.pose.jointPose(j));
+    }
+    Pose pose = tail.pose;
     size_t k = 0;
     for (auto _ : state) {
-        const V3d& target = goals[k++ % goals.size()];
-        const V3d goal = start[0] + direction * (target - start[0]).length();
-        V3d p0 = start[0], p1 = start[1], p2 = start[2], p3 = start[3];
-        for (int iteration = 0; iteration < 20; ++iteration) {
-            const V3d before = p3;
-            p3 = goal;
-            pull(p3, p2, length[2]);
-            pull(p2, p1, length[1]);
-            p0 = start[0];
-            pull(p0, p1, length[0]);
-            pull(p1, p2, length[1]);
-            pull(p2, p3, length[2]);
-            if ((p3 - goal).length2() <= 1e-8 || (p3 - before).length2() <= 1e-24) break;
+        for (unsigned short j = 1; j < 5; ++j)
+            pose.jointPose(j) = saved[j];
+        const auto local = [&](unsigned short j) {
+            const JointPose& p = pose.jointPose(j);
+            return similar(p.rotation, p.scale, p.translation).then(bind[j]);
+        };
+        Similar world[4];
+        world[0] = local(1).then(local(0));
+        for (unsigned short j = 1; j < 3; ++j)
+            world[j] = local(j + 1).then(world[j - 1]);
+        const V3d start[4] = {world[0].t, world[1].t, world[2].t,
+                              world[2].apply(bind[4].apply(pose.jointPose(4).translation))};
+        const double length[3] = {(start[1] - start[0]).length(), (start[2] - start[1]).length(),
+                                  (start[3] - start[2]).length()};
+        const Turns3D turns = methodArithmetic3D(start, length, goals[k++ % goals.size()]);
+        const auto compose = [](Imath::Quatd& q, const Imath::Quatd& w, const Imath::Quatd& r) {
+            q = q * Imath::Quatd(r.r, turned(~w, r.v));
+        };
+        Imath::Quatd done;
+        for (unsigned short j = 0; j < 3; ++j) {
+            compose(pose.jointPose(j + 1).rotation, done * world[j].r, turns.bone[j]);
+            done = turns.bone[j] * done;
         }
-        const V3d solved[4] = {p0, p1, p2, p3};
-        Imath::Quatd done, first;
-        V3d at = start[0];
-        for (int i = 0; i < 3; ++i) {
-            const V3d from = turned(done, start[i + 1] - start[i]);
-            Imath::Quatd r;
-            r.setRotation(from, solved[i + 1] - solved[i]);
-            done = r * done;
-            if (i == 0) first = r;
-            at += turned(r, from);
-            benchmark::DoNotOptimize(done);
-        }
-        Imath::Quatd aim;
-        aim.setRotation(at - start[0], target - start[0]);
-        benchmark::DoNotOptimize(aim * first);
+        compose(pose.jointPose(1).rotation, turns.bone[0] * world[0].r, turns.aim);
+        benchmark::ClobberMemory();
     }
 }
 
@@ -211,6 +279,7 @@ BENCHMARK_CAPTURE(fixedPart, chain, chain)->Arg(4);
 BENCHMARK_CAPTURE(fixedPart, list, list)->Arg(4);
 BENCHMARK_CAPTURE(fixedPart, threeD, threeD)->Arg(4);
 BENCHMARK(methodMath3D);
+BENCHMARK(plainSolve3D);
 BENCHMARK_CAPTURE(iterationsNeeded, chain, chain)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, list, list)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, threeD, threeD)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);

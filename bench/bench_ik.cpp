@@ -109,10 +109,52 @@ void allWorldMatrices(benchmark::State& state) {
     }
 }
 
-// The method's own arithmetic for the same solves, in plain code, once hip, knee and ankle are
-// known: soft approach, the bend from the law of cosines, the aim and the twist onto the pole
-// (with the Imath calls the method names). No joint pose is read or written: what a solve costs on
-// this machine however its pose work is written.
+// The plain code is kept in one piece, as a hand-written solve would be.
+#define PLAIN __attribute__((always_inline)) inline
+
+// v turned by the unit quaternion q.
+PLAIN V3d turned(const Imath::Quatd& q, const V3d& v) {
+    const V3d t = (q.v % v) * 2.0;
+    return v + t * q.r + (q.v % t);
+}
+
+// The method's own arithmetic, in plain code, once hip a, knee b and ankle c are known: soft
+// approach, the bend from the law of cosines, the aim and the twist onto the pole (with the Imath
+// calls the method names). Returns the world rotations of hip and knee and the reach ratio.
+struct Turns {
+    Imath::Quatd root, mid;
+    double ratio;
+};
+PLAIN Turns methodArithmetic(const V3d& a, const V3d& b, const V3d& c, const V3d& target,
+                             const V3d& pole, double softDistance) {
+    const auto plane = [](const V3d& v, const V3d& n) { return v - n * ((v ^ n) / (n ^ n)); };
+    const V3d ab = b - a, bc = c - b, ac = c - a;
+    const V3d bend = plane(ab, ac);
+    V3d at = target - a;
+    const double l1 = ab.length(), l2 = bc.length();
+    const double d = at.length();
+    double lt = d;
+    const double da = std::max(l1 + l2 - softDistance, 0.0);
+    if (lt > da) {
+        at = at / lt * (da + softDistance * (1.0 - std::exp(-(lt - da) / softDistance)));
+        lt = at.length();
+    }
+    // Half the bend from the cosines of the two angles, by half-angle roots.
+    const double x = std::clamp((ab / l1) ^ (bc / l2), -1.0, 1.0);
+    const double y = std::clamp((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2), -1.0, 1.0);
+    const double cx = std::sqrt(0.5 * (1.0 + x)), sx = std::sqrt(0.5 * (1.0 - x));
+    const double cy = std::sqrt(0.5 * (1.0 + y)), sy = std::sqrt(0.5 * (1.0 - y));
+    const V3d n = (ab % bc).normalized();
+    const Imath::Quatd bendRotation(cy * cx + sy * sx, n * (sy * cx - cy * sx));
+    Imath::Quatd aim, twist;
+    aim.setRotation(ab + turned(bendRotation, bc), at);
+    const V3d aimedAb = turned(aim, ab);
+    const V3d f = isParallel(aimedAb, at) ? turned(aim, bend) : aimedAb;
+    twist.setRotation(plane(f, at), plane(pole, at));
+    return {twist * aim, bendRotation, d / lt};
+}
+
+// The method's arithmetic alone for the same solves: no joint pose read or written.
 void methodMath(benchmark::State& state) {
     Leg leg(false);
     const Poser poser(&leg.skeleton);
@@ -120,39 +162,66 @@ void methodMath(benchmark::State& state) {
     const V3d b = poser.getWorldMatrix(leg.pose, 3).translation();
     const V3d c = poser.getWorldMatrix(leg.pose, 4).translation();
     const V3d pole = V3d(0, 0, 1).normalized();
-    const double softDistance = 0.05;
-    const auto plane = [](const V3d& v, const V3d& n) { return v - n * ((v ^ n) / (n ^ n)); };
-    const auto turned = [](const Imath::Quatd& q, const V3d& v) {
-        const V3d t = (q.v % v) * 2.0;
-        return v + t * q.r + (q.v % t);
-    };
     std::size_t i = 0;
     for (auto _ : state) {
-        const V3d& target = leg.targets[i++ & 1023];
-        const V3d ab = b - a, bc = c - b, ac = c - a;
-        const V3d bend = plane(ab, ac);
-        V3d at = target - a;
-        const double l1 = ab.length(), l2 = bc.length();
-        double lt = at.length();
-        const double da = std::max(l1 + l2 - softDistance, 0.0);
-        if (lt > da) {
-            at = at / lt * (da + softDistance * (1.0 - std::exp(-(lt - da) / softDistance)));
-            lt = at.length();
+        const Turns turns = methodArithmetic(a, b, c, leg.targets[i++ & 1023], pole, 0.05);
+        benchmark::DoNotOptimize(turns);
+    }
+}
+
+// x -> s (x turned by r) + t.
+struct Similar {
+    Imath::Quatd r;
+    double s;
+    V3d t;
+    PLAIN V3d apply(const V3d& x) const { return turned(r, x) * s + t; }
+    PLAIN Similar then(const Similar& after) const {
+        return {after.r * r, after.s * s, after.apply(t)};
+    }
+};
+PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
+    return {r, scale.x, t};
+}
+
+// The whole of a local-space solve with a pole, in straight-line code that knows the leg holds
+// rotations and uniform scales only: each joint's pose composed on its bind transform and down
+// from the top, the method's arithmetic, the two world turns composed onto the joint rotations
+// and, beyond reach, the stretched offsets of knee and ankle. No input is checked. What the solve
+// could cost at best on this machine, its pose work included.
+void plainSolve(benchmark::State& state) {
+    Leg leg(false);
+    std::vector<Similar> bind;
+    for (unsigned short j = 0; j < 5; ++j) {
+        const Joint& b = leg.skeleton.joint(j);
+        bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
+    }
+    const V3d pole = V3d(0, 0, 1).normalized();
+    const double stretch = 1.0;
+    std::size_t i = 0;
+    for (auto _ : state) {
+        leg.reset();
+        Pose& pose = leg.pose;
+        const auto local = [&](unsigned short j) {
+            const JointPose& p = pose.jointPose(j);
+            return similar(p.rotation, p.scale, p.translation).then(bind[j]);
+        };
+        const Similar hip = local(2).then(local(1).then(local(0)));
+        const Similar knee = local(3).then(hip);
+        const V3d c = knee.apply(bind[4].apply(pose.jointPose(4).translation));
+        const Turns turns = methodArithmetic(hip.t, knee.t, c, leg.targets[i++ & 1023], pole, 0.05);
+        const auto compose = [](Imath::Quatd& q, const Imath::Quatd& world, const Imath::Quatd& r) {
+            q = q * Imath::Quatd(r.r, turned(~world, r.v));
+        };
+        compose(pose.jointPose(2).rotation, hip.r, turns.root);
+        compose(pose.jointPose(3).rotation, knee.r, turns.mid);
+        if (turns.ratio > 1.0) {
+            const double s = 1.0 + (turns.ratio - 1.0) * stretch;
+            for (unsigned short j = 3; j < 5; ++j) {
+                V3d& t = pose.jointPose(j).translation;
+                t = t * s + turned(~bind[j].r, bind[j].t) * ((s - 1.0) / bind[j].s);
+            }
         }
-        // Half the bend from the cosines of the two angles, by half-angle roots.
-        const double x = std::clamp((ab / l1) ^ (bc / l2), -1.0, 1.0);
-        const double y = std::clamp((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2), -1.0, 1.0);
-        const double cx = std::sqrt(0.5 * (1.0 + x)), sx = std::sqrt(0.5 * (1.0 - x));
-        const double cy = std::sqrt(0.5 * (1.0 + y)), sy = std::sqrt(0.5 * (1.0 - y));
-        const V3d n = (ab % bc).normalized();
-        const Imath::Quatd bendRotation(cy * cx + sy * sx, n * (sy * cx - cy * sx));
-        Imath::Quatd aim, twist;
-        aim.setRotation(ab + turned(bendRotation, bc), at);
-        const V3d aimedAb = turned(aim, ab);
-        const V3d f = isParallel(aimedAb, at) ? turned(aim, bend) : aimedAb;
-        twist.setRotation(plane(f, at), plane(pole, at));
-        benchmark::DoNotOptimize(bendRotation);
-        benchmark::DoNotOptimize(twist * aim);
+        benchmark::DoNotOptimize(leg.pose.jointPose(3));
     }
 }
 
@@ -178,4 +247,5 @@ BENCHMARK_CAPTURE(twoJoints, parent_pole, true, Pole::Given);
 BENCHMARK(chainWorldMatrices);
 BENCHMARK(allWorldMatrices);
 BENCHMARK(methodMath);
+BENCHMARK(plainSolve);
 BENCHMARK(sphere);
