@@ -1,8 +1,8 @@
 // FABRIK solvers: time per solve on chains of 4, 8 and 16 joints (tolerance 1e-4, at most 20
 // iterations, random reachable targets), against one poser evaluation of the chain's end; the same
-// 4-joint solves stopped after one iteration (the part of a solve that is not iterating), and the
-// 3D solver's arithmetic alone; and the iterations each solver needs to bring the end within 1e-4
-// of 1,000 random reachable targets.
+// 4-joint solves stopped after one iteration (the part of a solve that is not iterating), the 3D
+// solver's arithmetic alone, and the chain and 3D solves written out as straight-line code; and
+// the iterations each solver needs to bring the end within 1e-4 of 1,000 random reachable targets.
 #include <benchmark/benchmark.h>
 
 #include <Imath/ImathQuat.h>
@@ -199,48 +199,183 @@ PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
     return {r, scale.x, t};
 }
 
-// The whole of a 4-joint 3D solve in straight-line code that knows the tail holds rotations and
-// uniform scales only: each joint's pose composed on its bind transform and down from the hip,
-// the bone lengths, the method's arithmetic, and the world turns composed onto the joint
-// rotations. No input is checked. What the solve could cost at best on this machine, its pose
-// work included.
-void plainSolve3D(benchmark::State& state) {
-    const Tail tail(4);
-    const std::vector<V3d> goals = targets(tail, 64);
+// q with the world rotation r composed on, w being its joint's world rotation.
+PLAIN void turnInWorld(Imath::Quatd& q, const Imath::Quatd& w, const Imath::Quatd& r) {
+    q = q * Imath::Quatd(r.r, turned(~w, r.v));
+}
+
+// 4-joint solves of the tail in straight-line code that knows it holds rotations and uniform
+// scales only: each joint's pose composed on its bind transform and down from the hip, the
+// method's arithmetic, and the world turns composed onto the joint rotations. No input is checked.
+// What a solve could cost at best on this machine, its pose work included.
+struct PlainTail {
     std::vector<Similar> bind;
-    std::vector<JointPose> saved;
-    for (unsigned short j = 0; j < 5; ++j) {
-        const Joint& b = tail.skeleton.joint(j);
-        bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
-        saved.push_back(tail.pose.jointPose(j));
+    explicit PlainTail(const Tail& tail) {
+        for (unsigned short j = 0; j < 5; ++j) {
+            const Joint& b = tail.skeleton.joint(j);
+            bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
+        }
     }
-    Pose pose = tail.pose;
-    size_t k = 0;
-    for (auto _ : state) {
-        for (unsigned short j = 1; j < 5; ++j)
-            pose.jointPose(j) = saved[j];
+    // World transforms of joints 1 to 3, and the positions of 1 to 4.
+    PLAIN void evaluate(const Pose& pose, Similar* world, V3d* x) const {
         const auto local = [&](unsigned short j) {
             const JointPose& p = pose.jointPose(j);
             return similar(p.rotation, p.scale, p.translation).then(bind[j]);
         };
-        Similar world[4];
         world[0] = local(1).then(local(0));
         for (unsigned short j = 1; j < 3; ++j)
             world[j] = local(j + 1).then(world[j - 1]);
-        const V3d start[4] = {world[0].t, world[1].t, world[2].t,
-                              world[2].apply(bind[4].apply(pose.jointPose(4).translation))};
-        const double length[3] = {(start[1] - start[0]).length(), (start[2] - start[1]).length(),
-                                  (start[3] - start[2]).length()};
-        const Turns3D turns = methodArithmetic3D(start, length, goals[k++ % goals.size()]);
-        const auto compose = [](Imath::Quatd& q, const Imath::Quatd& w, const Imath::Quatd& r) {
-            q = q * Imath::Quatd(r.r, turned(~w, r.v));
-        };
+        for (int j = 0; j < 3; ++j)
+            x[j] = world[j].t;
+        x[3] = world[2].apply(bind[4].apply(pose.jointPose(4).translation));
+    }
+
+    void solve3D(Pose& pose, const V3d& target) const {
+        Similar world[3];
+        V3d x[4];
+        evaluate(pose, world, x);
+        const double length[3] = {(x[1] - x[0]).length(), (x[2] - x[1]).length(),
+                                  (x[3] - x[2]).length()};
+        const Turns3D turns = methodArithmetic3D(x, length, target);
         Imath::Quatd done;
         for (unsigned short j = 0; j < 3; ++j) {
-            compose(pose.jointPose(j + 1).rotation, done * world[j].r, turns.bone[j]);
+            turnInWorld(pose.jointPose(j + 1).rotation, done * world[j].r, turns.bone[j]);
             done = turns.bone[j] * done;
         }
-        compose(pose.jointPose(1).rotation, turns.bone[0] * world[0].r, turns.aim);
+        turnInWorld(pose.jointPose(1).rotation, turns.bone[0] * world[0].r, turns.aim);
+    }
+
+    // The chain solve (one step): the chain laid into the plane of its first bone and the pole,
+    // FABRIK on the plane's coordinates, the solved chain turned onto the goal (with the Imath
+    // calls the method names) and its offsets from the plane given back, then each bone turned
+    // onto its solved position and the final aim.
+    void solveChain(Pose& pose, const V3d& target) const {
+        const auto pull = [](const Imath::V2d& anchor, Imath::V2d& moved, double l) {
+            const Imath::V2d d = moved - anchor;
+            const double r2 = d ^ d;
+            if (r2 > 0.0) moved = anchor + d * (l / r2) * std::sqrt(r2);
+        };
+        const V3d pole(0, 0, 1);
+        Similar world[3];
+        V3d x[4];
+        evaluate(pose, world, x);
+
+        // The frame of the bend plane, and the chain in it.
+        const V3d start = x[0];
+        const V3d normal = (((start - x[1]).normalized()) % pole).normalized();
+        const V3d side = (pole % normal).normalized();
+        const auto toFrame = [&](const V3d& v) {
+            const V3d d = v - start;
+            return V3d(d ^ side, d ^ normal, d ^ pole);
+        };
+        V3d p[4], offset[4];
+        for (int i = 0; i < 4; ++i) {
+            const V3d d = x[i] - start;
+            p[i] = toFrame(start + (d - normal * ((d ^ normal) / (normal ^ normal))));
+            p[i].y = 0.0;
+            offset[i] = toFrame(x[i]) - p[i];
+        }
+        double length[3], total = 0.0;
+        for (int i = 0; i < 3; ++i)
+            total += length[i] = (p[i + 1] - p[i]).length();
+        const V3d base = p[0];
+        const V3d goal = (target - start).length() * (p[3] - base).normalized();
+
+        // FABRIK on the plane's x and z.
+        Imath::V2d q0(p[0].x, p[0].z), q1(p[1].x, p[1].z), q2(p[2].x, p[2].z), q3(p[3].x, p[3].z);
+        const Imath::V2d flatBase = q0, flatGoal(goal.x, goal.z);
+        const double stalled = 1e-24 * total * total;
+        for (int iteration = 0; iteration < 20; ++iteration) {
+            const Imath::V2d before = q3;
+            q3 = flatGoal;
+            pull(q3, q2, length[2]);
+            pull(q2, q1, length[1]);
+            q0 = flatBase;
+            pull(q0, q1, length[0]);
+            pull(q1, q2, length[1]);
+            pull(q2, q3, length[2]);
+            if ((q3 - flatGoal).length2() <= 1e-8 || (q3 - before).length2() <= stalled) break;
+        }
+        const Imath::V2d solved[4] = {q0, q1, q2, q3};
+        for (int i = 0; i < 4; ++i)
+            p[i] = V3d(solved[i].x, 0.0, solved[i].y);
+
+        // Onto the goal, scaled to it when it is not met, and out of the frame.
+        Imath::Quatd onto;
+        onto.setRotation(p[3] - base, goal - base);
+        const Imath::M33d turn = onto.toMatrix33();
+        for (int i = 1; i < 4; ++i)
+            p[i] = base + (p[i] - base) * turn;
+        const double ratio = (goal - base).length() / (p[3] - base).length();
+        const bool reached = std::abs(ratio - 1.0) <= 0.0001;
+        const V3d axis = (p[3] - base).normalized();
+        for (int i = 0; i < 4; ++i) {
+            V3d v = p[i];
+            if (!reached) v += axis * (((v - base) ^ axis) * (ratio - 1.0)) + offset[i];
+            p[i] = start + side * v.x + normal * v.y + pole * v.z;
+        }
+
+        // Each bone onto its solved position, then the aim.
+        Imath::Quatd done, first;
+        V3d at = start;
+        for (unsigned short j = 0; j < 3; ++j) {
+            const V3d from = turned(done, x[j + 1] - x[j]);
+            Imath::Quatd r;
+            r.setRotation(from, p[j + 1] - at);
+            turnInWorld(pose.jointPose(j + 1).rotation, done * world[j].r, r);
+            done = r * done;
+            if (j == 0) first = r;
+            at += turned(r, from);
+        }
+        Imath::Quatd aim;
+        aim.setRotation(at - start, target - start);
+        turnInWorld(pose.jointPose(1).rotation, first * world[0].r, aim);
+    }
+};
+
+// Whether `plain` does what the solver does, joint pose for joint pose within rounding, on every
+// goal: the bound must measure the same work.
+bool sameAsSolver(const Tail& tail, const PlainTail& plain, bool threeDSolve,
+                  const std::vector<V3d>& goals) {
+    for (const V3d& goal : goals) {
+        Pose solved = tail.pose, by = tail.pose;
+        if (threeDSolve) {
+            threeD(tail, solved, goal, 20);
+            plain.solve3D(by, goal);
+        } else {
+            chain(tail, solved, goal, 20);
+            plain.solveChain(by, goal);
+        }
+        for (unsigned short j : tail.ids) {
+            const JointPose &x = solved.jointPose(j), &y = by.jointPose(j);
+            if ((x.translation - y.translation).length() > 1e-12 ||
+                std::abs(x.rotation.r - y.rotation.r) > 1e-12 ||
+                (x.rotation.v - y.rotation.v).length() > 1e-12) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void plainSolve(benchmark::State& state, bool threeD) {
+    const Tail tail(4);
+    const PlainTail plain(tail);
+    const std::vector<V3d> goals = targets(tail, 64);
+    if (!sameAsSolver(tail, plain, threeD, goals)) state.SkipWithError("the plain solve differs");
+    std::vector<JointPose> saved;
+    for (unsigned short id : tail.ids)
+        saved.push_back(tail.pose.jointPose(id));
+    Pose pose = tail.pose;
+    size_t k = 0;
+    for (auto _ : state) {
+        for (size_t i = 0; i < saved.size(); ++i)
+            pose.jointPose(tail.ids[i]) = saved[i];
+        const V3d& target = goals[k++ % goals.size()];
+        if (threeD)
+            plain.solve3D(pose, target);
+        else
+            plain.solveChain(pose, target);
         benchmark::ClobberMemory();
     }
 }
@@ -279,7 +414,8 @@ BENCHMARK_CAPTURE(fixedPart, chain, chain)->Arg(4);
 BENCHMARK_CAPTURE(fixedPart, list, list)->Arg(4);
 BENCHMARK_CAPTURE(fixedPart, threeD, threeD)->Arg(4);
 BENCHMARK(methodMath3D);
-BENCHMARK(plainSolve3D);
+BENCHMARK_CAPTURE(plainSolve, chain, false);
+BENCHMARK_CAPTURE(plainSolve, threeD, true);
 BENCHMARK_CAPTURE(iterationsNeeded, chain, chain)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, list, list)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);
 BENCHMARK_CAPTURE(iterationsNeeded, threeD, threeD)->Arg(4)->Arg(8)->Arg(16)->Iterations(1);

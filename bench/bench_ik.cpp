@@ -1,8 +1,8 @@
 // IK solves per second: the two-joint solver on a hip-knee-ankle leg below a pelvis, beside the
-// cost of evaluating that chain's world matrices and of the method's arithmetic alone, and the
-// sphere solver on a four-joint leg. Each iteration is one solve, cycling over 1,024 targets
-// (half of them beyond reach); the chain's joint poses are put back first, so every solve starts
-// from the same pose.
+// cost of evaluating that chain's world matrices, of the method's arithmetic alone and of the
+// whole solve written out as straight-line code, and the sphere solver on a four-joint leg. Each
+// iteration is one solve, cycling over 1,024 targets (half of them beyond reach); the chain's joint
+// poses are put back first, so every solve starts from the same pose.
 #include <benchmark/benchmark.h>
 
 #include <Imath/ImathMatrix.h>
@@ -188,19 +188,16 @@ PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
 // from the top, the method's arithmetic, the two world turns composed onto the joint rotations
 // and, beyond reach, the stretched offsets of knee and ankle. No input is checked. What the solve
 // could cost at best on this machine, its pose work included.
-void plainSolve(benchmark::State& state) {
-    Leg leg(false);
+struct PlainLeg {
     std::vector<Similar> bind;
-    for (unsigned short j = 0; j < 5; ++j) {
-        const Joint& b = leg.skeleton.joint(j);
-        bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
+    explicit PlainLeg(const Skeleton& skeleton) {
+        for (unsigned short j = 0; j < 5; ++j) {
+            const Joint& b = skeleton.joint(j);
+            bind.push_back(similar(b.rotation(), b.scale(), b.translation()));
+        }
     }
-    const V3d pole = V3d(0, 0, 1).normalized();
-    const double stretch = 1.0;
-    std::size_t i = 0;
-    for (auto _ : state) {
-        leg.reset();
-        Pose& pose = leg.pose;
+    // A solve with stretch 1 and soft distance 0.05.
+    void solve(Pose& pose, const V3d& target, const V3d& pole) const {
         const auto local = [&](unsigned short j) {
             const JointPose& p = pose.jointPose(j);
             return similar(p.rotation, p.scale, p.translation).then(bind[j]);
@@ -208,19 +205,51 @@ void plainSolve(benchmark::State& state) {
         const Similar hip = local(2).then(local(1).then(local(0)));
         const Similar knee = local(3).then(hip);
         const V3d c = knee.apply(bind[4].apply(pose.jointPose(4).translation));
-        const Turns turns = methodArithmetic(hip.t, knee.t, c, leg.targets[i++ & 1023], pole, 0.05);
+        const Turns turns = methodArithmetic(hip.t, knee.t, c, target, pole, 0.05);
         const auto compose = [](Imath::Quatd& q, const Imath::Quatd& world, const Imath::Quatd& r) {
             q = q * Imath::Quatd(r.r, turned(~world, r.v));
         };
         compose(pose.jointPose(2).rotation, hip.r, turns.root);
         compose(pose.jointPose(3).rotation, knee.r, turns.mid);
         if (turns.ratio > 1.0) {
-            const double s = 1.0 + (turns.ratio - 1.0) * stretch;
+            const double s = turns.ratio;
             for (unsigned short j = 3; j < 5; ++j) {
                 V3d& t = pose.jointPose(j).translation;
                 t = t * s + turned(~bind[j].r, bind[j].t) * ((s - 1.0) / bind[j].s);
             }
         }
+    }
+};
+
+// Whether `plain` does what the solver does, joint pose for joint pose within rounding, on every
+// target: the bound must measure the same work.
+bool sameAsSolver(const Leg& leg, const PlainLeg& plain, const V3d& pole) {
+    for (const V3d& target : leg.targets) {
+        Pose solved = leg.pose, by = leg.pose;
+        V3d given = pole;
+        solveTwoJointsIK(solved, leg.skeleton, target, 2, 3, 4, 1.0, true, 0.05, &given);
+        plain.solve(by, target, pole);
+        for (unsigned short j = 2; j < 5; ++j) {
+            const JointPose &x = solved.jointPose(j), &y = by.jointPose(j);
+            if ((x.translation - y.translation).length() > 1e-12 ||
+                std::abs(x.rotation.r - y.rotation.r) > 1e-12 ||
+                (x.rotation.v - y.rotation.v).length() > 1e-12) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void plainSolve(benchmark::State& state) {
+    Leg leg(false);
+    const PlainLeg plain(leg.skeleton);
+    const V3d pole(0, 0, 1);
+    if (!sameAsSolver(leg, plain, pole)) state.SkipWithError("the plain solve differs");
+    std::size_t i = 0;
+    for (auto _ : state) {
+        leg.reset();
+        plain.solve(leg.pose, leg.targets[i++ & 1023], pole);
         benchmark::DoNotOptimize(leg.pose.jointPose(3));
     }
 }
