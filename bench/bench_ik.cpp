@@ -135,16 +135,17 @@ PLAIN Turns methodArithmetic(const V3d& a, const V3d& b, const V3d& c, const V3d
     const double d = at.length();
     double lt = d;
     const double da = std::max(l1 + l2 - softDistance, 0.0);
-    if (lt > da) {
-        at = at / lt * (da + softDistance * (1.0 - std::exp(-(lt - da) / softDistance)));
-        lt = at.length();
+    if (d > da) {
+        lt = da + softDistance * (1.0 - std::exp(-(d - da) / softDistance));
+        at *= lt / d;
     }
     // Half the bend from the cosines of the two angles, by half-angle roots.
-    const double x = std::clamp((ab / l1) ^ (bc / l2), -1.0, 1.0);
-    const double y = std::clamp((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2), -1.0, 1.0);
+    const double l12 = l1 * l2;
+    const double x = std::clamp((ab ^ bc) / l12, -1.0, 1.0);
+    const double y = std::clamp((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l12), -1.0, 1.0);
     const double cx = std::sqrt(0.5 * (1.0 + x)), sx = std::sqrt(0.5 * (1.0 - x));
     const double cy = std::sqrt(0.5 * (1.0 + y)), sy = std::sqrt(0.5 * (1.0 - y));
-    const V3d n = (ab % bc).normalized();
+    const V3d n = (ab % bc) * (1.0 / (ab % bc).length());
     const Imath::Quatd bendRotation(cy * cx + sy * sx, n * (sy * cx - cy * sx));
     Imath::Quatd aim, twist;
     aim.setRotation(ab + turned(bendRotation, bc), at);

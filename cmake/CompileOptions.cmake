@@ -4,6 +4,10 @@ target_compile_options(zelto_compile_options INTERFACE -Wall -Wextra -Wpedantic)
 # The lane types pass 32-byte vectors by value inside the library only; GCC's note that such
 # parameters changed ABI in GCC 4.6 concerns no interface of ours.
 target_compile_options(zelto_compile_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi>)
+# Calls between the library's own exported functions may be inlined and bound locally: nobody
+# is meant to interpose them, and GCC otherwise routes each such call through the PLT.
+target_compile_options(zelto_compile_options INTERFACE
+  $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
 if(ZELTO_WERROR)
   target_compile_options(zelto_compile_options INTERFACE -Werror)
 endif()

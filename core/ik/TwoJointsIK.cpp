@@ -137,9 +137,10 @@ Quatd twistTowards(const Quatd& aim, const V3d& towards, const V3d& bend, const 
     const V3d f = isParallel(aimedAb, at) ? turned(aim, bend) : aimedAb;
     const V3d fp = projectOntoPlane(f, at);
     const V3d gp = projectOntoPlane(towards, at);
-    const double fl = fp.length(), gl = gp.length();
-    if (fl <= 1e-5 * f.length() || gl <= 1e-5 * towards.length()) return Quatd();
-    if (std::abs(((fp / fl) ^ (gp / gl)) + 1.0) < 1e-5) {
+    // Compared squared: one root and one division for the whole test.
+    const double ff = fp ^ fp, gg = gp ^ gp;
+    if (ff <= 1e-10 * (f ^ f) || gg <= 1e-10 * (towards ^ towards)) return Quatd();
+    if (std::abs((fp ^ gp) / std::sqrt(ff * gg) + 1.0) < 1e-5) {
         // Opposite sides: half a turn about the line itself (setRotation would pick any axis).
         Quatd half;
         half.setAxisAngle(at, M_PI);
@@ -210,28 +211,31 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     V3d pole = bindPoleForm ? bindPole(chain) : poleVector ? *poleVector : bend;
     pole.normalize();
 
+    // Divisions and roots share one unit and most of them wait on each other: each one saved
+    // shortens the solve.
     V3d at = target - a;
     const double l1 = ab.length(), l2 = bc.length();
-    double lt = at.length();
+    const double d = at.length();
+    double lt = d;
     bool softApplied = false;
     if (soft && softDistance > 0.0 && std::isfinite(softDistance)) {
-        const double d = lt;
         const double da = std::max(l1 + l2 - softDistance, 0.0);
         if (d > da) {
-            at = at / d * (da + softDistance * (1.0 - std::exp(-(d - da) / softDistance)));
-            lt = at.length();
+            // Pulled in along the line to the target: its new length is known.
+            lt = da + softDistance * (1.0 - std::exp(-(d - da) / softDistance));
+            at *= lt / d;
             softApplied = true;
         }
     }
 
     // Bend the mid joint to the root-to-target distance.
-    const V3d abUnit = l1 > 0.0 ? ab / l1 : V3d(0.0), bcUnit = l2 > 0.0 ? bc / l2 : V3d(0.0);
-    const HalfAngle current = halfAngleOfCosine(abUnit ^ bcUnit);
+    const double l12 = l1 * l2;
+    const HalfAngle current = halfAngleOfCosine(l12 > 0.0 ? (ab ^ bc) / l12 : 0.0);
     V3d n = ab % bc;
     const double nl = n.length();
-    n = nl > 1e-9 * l1 * l2 ? n / nl : straightBendAxis(ab, bc, pole);
+    n = nl > 1e-9 * l12 ? n * (1.0 / nl) : straightBendAxis(ab, bc, pole);
     const HalfAngle wanted =
-        l1 * l2 > 0.0 ? halfAngleOfCosine((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l1 * l2))
+        l12 > 0.0 ? halfAngleOfCosine((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l12))
                       : current;
     // Half of wanted - current by the difference formulas; n is a unit vector or zero (no bend).
     const double cosHalf = wanted.c * current.c + wanted.s * current.s;
@@ -250,7 +254,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     // Stretch every segment from the root's child to the end by s. The rotations carried the end
     // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
     // and s = 1 would write back what the joints already hold.
-    const double ratio = softApplied ? (target - a).length() / lt : lt / aimed.length();
+    const double ratio = softApplied ? d / lt : lt / aimed.length();
     result.s =
         stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) && ratio > 1.0
             ? 1.0 + (ratio - 1.0) * stretch

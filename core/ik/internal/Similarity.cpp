@@ -36,19 +36,23 @@ bool parentWorldSimilarity(const Pose& pose, const Skeleton& skeleton, unsigned 
     // the pose contributing nothing. A parent outside the skeleton is left to the matrix path.
     const Joint* parent = parentInSkeleton(skeleton, upper);
     if (!parent) return false;
-    // A top joint (the usual hip) is its own world transform.
-    if (!parent->parent() && parent->id() < pose.numJoints()) {
-        return localSimilarity(pose.jointPose(parent->id()), skeleton, parent->id(),
-                               pose.inParentSpace(), out);
-    }
-    Path path;
+    // Composed upwards, each ancestor's transform after what lies below it, so nothing is kept
+    // aside for a second pass. Ancestors beyond the pose contribute nothing.
     const unsigned short n = pose.numJoints();
-    if (parent->id() < n) path.push_back(parent->id());
-    forEachAncestor(skeleton, *parent, [&](const Joint& a) {
-        if (a.id() < n) path.push_back(a.id());
-        return true;
-    });
-    return composeDown(pose, skeleton, path, pose.inParentSpace(), out);
+    const bool parentSpace = pose.inParentSpace();
+    bool first = true;
+    const Joint* a = parent;
+    for (unsigned steps = skeleton.numJoints(); a && steps; --steps) {
+        if (a->id() < n) {
+            Similarity local;
+            if (!localSimilarity(pose.jointPose(a->id()), skeleton, a->id(), parentSpace, local))
+                return false;
+            out = first ? local : out.then(local);
+            first = false;
+        }
+        a = parentInSkeleton(skeleton, *a);
+    }
+    return true;
 }
 
 bool composeBetween(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,

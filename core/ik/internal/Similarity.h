@@ -32,9 +32,9 @@ struct Similarity {
     double scale;
     V3d translation;
 
-    V3d apply(const V3d& x) const { return turned(rotation, x) * scale + translation; }
+    ZELTO_ALWAYS_INLINE V3d apply(const V3d& x) const { return turned(rotation, x) * scale + translation; }
     // *this followed by `after`.
-    Similarity then(const Similarity& after) const {
+    ZELTO_ALWAYS_INLINE Similarity then(const Similarity& after) const {
         return {after.rotation * rotation, after.scale * scale, after.apply(translation)};
     }
 };
@@ -44,7 +44,7 @@ constexpr double kUnitTolerance = 1e-12;
 
 // Whether a joint transform with rotation q and scale s is a similarity. Scales converted between
 // spaces differ in their last bits.
-inline bool isSimilarity(const Quatd& q, const V3d& s) {
+ZELTO_ALWAYS_INLINE bool isSimilarity(const Quatd& q, const V3d& s) {
     const double n2 = q.r * q.r + (q.v ^ q.v);
     return std::abs(n2 - 1.0) <= kUnitTolerance && s.x > 0.0 &&
            std::abs(s.y - s.x) <= kUnitTolerance * s.x &&
@@ -52,7 +52,7 @@ inline bool isSimilarity(const Quatd& q, const V3d& s) {
 }
 
 // The bind transform of joint `id` as a similarity, when it is one.
-inline bool bindSimilarity(const Skeleton& skeleton, unsigned short id, Similarity& out) {
+ZELTO_ALWAYS_INLINE bool bindSimilarity(const Skeleton& skeleton, unsigned short id, Similarity& out) {
     const Joint& bind = skeleton.joint(id);
     out = {bind.rotation(), bind.scale().x, bind.translation()};
     return isSimilarity(bind.rotation(), bind.scale());
@@ -60,7 +60,7 @@ inline bool bindSimilarity(const Skeleton& skeleton, unsigned short id, Similari
 
 // The transform of joint `id` relative to its parent (pose `p`, in the given space) as a
 // similarity, when it is one.
-inline bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsigned short id,
+ZELTO_ALWAYS_INLINE bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsigned short id,
                             bool parentSpace, Similarity& out) {
     if (!isSimilarity(p.rotation, p.scale)) return false;
     out = {p.rotation, p.scale.x, p.translation};
@@ -85,7 +85,7 @@ bool composeBetween(const Pose& pose, const Skeleton& skeleton, unsigned short u
 // worldAffineBelow), `lowerPose` standing for lowerId's joint pose; false where a transform on the
 // way is not a similarity. `positionOnly`: out.translation only, lowerPose's rotation and scale
 // not read.
-inline bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
+ZELTO_ALWAYS_INLINE bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
                                  const Similarity& upperWorld, unsigned short lowerId,
                                  const JointPose& lowerPose, bool parentSpace, Similarity& out,
                                  bool positionOnly = false) {
