@@ -60,9 +60,10 @@ void solve(FabrikGuard& guard, Pose& pose, const Skeleton& skeleton, const V3d& 
     const V3d end = turnBones(pose, skeleton, joints, p, true, parentSpace, &target);
 
     // Stretch only for a target at or beyond reach: a reachable one is met within tolerance.
+    if (!outOfReach) return;
     const double reach = (end - start).length();
     const double ratio = reach > 0.0 ? dist / reach : 1.0;
-    if (!outOfReach || !(ratio > 1.0)) return;
+    if (!(ratio > 1.0)) return;
     for (size_t k = 1; k < stretchJoints.size(); ++k) {
         guard.keepTranslation(stretchJoints[k]);
         scaleJointOffset(pose, skeleton, stretchJoints[k], ratio, parentSpace);
