@@ -212,7 +212,7 @@ struct PlainLeg {
         };
         compose(pose.jointPose(2).rotation, hip.r, turns.root);
         compose(pose.jointPose(3).rotation, knee.r, turns.mid);
-        if (turns.ratio > 1.0) {
+        if (turns.ratio > 1.0 + 1e-12) {
             const double s = turns.ratio;
             for (unsigned short j = 3; j < 5; ++j) {
                 V3d& t = pose.jointPose(j).translation;

@@ -18,6 +18,7 @@ using namespace detail;
 namespace {
 
 constexpr double kStretchOff = 0.0001;
+constexpr double kReachedRatio = 1e-12;
 
 struct ChainIds {
     unsigned short root, mid, end;
@@ -235,8 +236,7 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
     const double nl = n.length();
     n = nl > 1e-9 * l12 ? n * (1.0 / nl) : straightBendAxis(ab, bc, pole);
     const HalfAngle wanted =
-        l12 > 0.0 ? halfAngleOfCosine((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l12))
-                      : current;
+        l12 > 0.0 ? halfAngleOfCosine((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l12)) : current;
     // Half of wanted - current by the difference formulas; n is a unit vector or zero (no bend).
     const double cosHalf = wanted.c * current.c + wanted.s * current.s;
     const double sinHalf = wanted.s * current.c - wanted.c * current.s;
@@ -253,12 +253,13 @@ void solve(Pose& pose, const Skeleton& skeleton, const V3d& target, ChainIds ids
 
     // Stretch every segment from the root's child to the end by s. The rotations carried the end
     // to the aimed root-to-end vector, so its length is known without evaluating the pose again;
-    // and s = 1 would write back what the joints already hold.
+    // and s = 1 would write back what the joints already hold. A reached target gives a ratio
+    // within rounding of 1, which stretches nothing.
     const double ratio = softApplied ? d / lt : lt / aimed.length();
-    result.s =
-        stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) && ratio > 1.0
-            ? 1.0 + (ratio - 1.0) * stretch
-            : 1.0;
+    result.s = stretch > kStretchOff && std::isfinite(stretch) && std::isfinite(ratio) &&
+                       ratio > 1.0 + kReachedRatio
+                   ? 1.0 + (ratio - 1.0) * stretch
+                   : 1.0;
     commit(pose, skeleton, ids, result, parentSpace);
 }
 

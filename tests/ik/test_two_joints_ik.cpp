@@ -70,6 +70,7 @@ TEST(TwoJointsIK, ReachesKeepingBonesWithTheKneeOnThePoleSide) {
                              << parentSpace << solve.withPole << solve.twin << i);
                 if (solve.twin && !parentSpace) continue;  // twins read parent space
                 Pose p = movedPose(s, parentSpace);
+                const Pose p0 = p;
                 const std::vector<V3d> w0 = positions(s, p);
                 const V3d target =
                     w0[kHip] + V3d(0.3 * (i % 3 - 1), -0.3 - 0.15 * (i / 3 % 3), 0.3 * (i / 9 - 1));
@@ -79,6 +80,9 @@ TEST(TwoJointsIK, ReachesKeepingBonesWithTheKneeOnThePoleSide) {
                 EXPECT_LT((w[kAnkle] - target).length(), 1e-9 * leg);
                 for (unsigned short j = kHip; j <= kToe; ++j)
                     EXPECT_NEAR(segment(w, j), segment(w0, j), 1e-12) << j;
+                // Within reach, full stretch leaves the offsets as they were, not off by rounding.
+                for (unsigned short j = kKnee; j <= kToe; ++j)
+                    EXPECT_EQ(p.jointPose(j).translation, p0.jointPose(j).translation) << j;
                 EXPECT_V3_NEAR(w[kHip], w0[kHip], 1e-15);
                 // Without a pole the knee faces the bind bend (forward) for these targets.
                 EXPECT_GT(sideCosine(w, solve.withPole ? poles[i % 3] : V3d(0, 0, 1)),

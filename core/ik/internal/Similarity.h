@@ -32,7 +32,9 @@ struct Similarity {
     double scale;
     V3d translation;
 
-    ZELTO_ALWAYS_INLINE V3d apply(const V3d& x) const { return turned(rotation, x) * scale + translation; }
+    ZELTO_ALWAYS_INLINE V3d apply(const V3d& x) const {
+        return turned(rotation, x) * scale + translation;
+    }
     // *this followed by `after`.
     ZELTO_ALWAYS_INLINE Similarity then(const Similarity& after) const {
         return {after.rotation * rotation, after.scale * scale, after.apply(translation)};
@@ -52,7 +54,8 @@ ZELTO_ALWAYS_INLINE bool isSimilarity(const Quatd& q, const V3d& s) {
 }
 
 // The bind transform of joint `id` as a similarity, when it is one.
-ZELTO_ALWAYS_INLINE bool bindSimilarity(const Skeleton& skeleton, unsigned short id, Similarity& out) {
+ZELTO_ALWAYS_INLINE bool bindSimilarity(const Skeleton& skeleton, unsigned short id,
+                                        Similarity& out) {
     const Joint& bind = skeleton.joint(id);
     out = {bind.rotation(), bind.scale().x, bind.translation()};
     return isSimilarity(bind.rotation(), bind.scale());
@@ -60,8 +63,8 @@ ZELTO_ALWAYS_INLINE bool bindSimilarity(const Skeleton& skeleton, unsigned short
 
 // The transform of joint `id` relative to its parent (pose `p`, in the given space) as a
 // similarity, when it is one.
-ZELTO_ALWAYS_INLINE bool localSimilarity(const JointPose& p, const Skeleton& skeleton, unsigned short id,
-                            bool parentSpace, Similarity& out) {
+ZELTO_ALWAYS_INLINE bool localSimilarity(const JointPose& p, const Skeleton& skeleton,
+                                         unsigned short id, bool parentSpace, Similarity& out) {
     if (!isSimilarity(p.rotation, p.scale)) return false;
     out = {p.rotation, p.scale.x, p.translation};
     if (parentSpace) return true;
@@ -85,10 +88,11 @@ bool composeBetween(const Pose& pose, const Skeleton& skeleton, unsigned short u
 // worldAffineBelow), `lowerPose` standing for lowerId's joint pose; false where a transform on the
 // way is not a similarity. `positionOnly`: out.translation only, lowerPose's rotation and scale
 // not read.
-ZELTO_ALWAYS_INLINE bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton, unsigned short upperId,
-                                 const Similarity& upperWorld, unsigned short lowerId,
-                                 const JointPose& lowerPose, bool parentSpace, Similarity& out,
-                                 bool positionOnly = false) {
+ZELTO_ALWAYS_INLINE bool worldSimilarityBelow(const Pose& pose, const Skeleton& skeleton,
+                                              unsigned short upperId, const Similarity& upperWorld,
+                                              unsigned short lowerId, const JointPose& lowerPose,
+                                              bool parentSpace, Similarity& out,
+                                              bool positionOnly = false) {
     Similarity above = upperWorld;
     const Joint* parent = skeleton.joint(lowerId).parent();
     if (parent && parent->id() != upperId &&
