@@ -93,6 +93,27 @@ TEST(TwoJointsIK, ReachesKeepingBonesWithTheKneeOnThePoleSide) {
     }
 }
 
+// A solve that only has to swing the knee to the opposite side: the twist is half a turn about
+// the root-to-target line, which leaves the ankle on the target.
+TEST(TwoJointsIK, OppositePoleSwingsTheKneeAboutTheLine) {
+    const Skeleton s = makeLeg();
+    for (bool parentSpace : {false, true}) {
+        for (const Form& solve : {kForms[0], kForms[1]}) {
+            SCOPED_TRACE(testing::Message() << parentSpace << solve.twin);
+            if (solve.twin && !parentSpace) continue;
+            Pose p = movedPose(s, parentSpace);
+            const V3d target = positions(s, p)[kHip] + V3d(0.1, -0.6, 0.05);
+            V3d pole(0.2, 0.1, 1);
+            solve(p, s, target, 0.0, false, 0.0, &pole);
+            V3d opposite = -pole;
+            solve(p, s, target, 0.0, false, 0.0, &opposite);
+            const std::vector<V3d> w = positions(s, p);
+            EXPECT_LT((w[kAnkle] - target).length(), 1e-9);
+            EXPECT_GT(sideCosine(w, opposite), 1.0 - 1e-9);
+        }
+    }
+}
+
 TEST(TwoJointsIK, StretchScalesEverySegmentBelowTheRoot) {
     const Skeleton s = makeLeg();
     for (const Form& solve : kForms) {
