@@ -28,15 +28,17 @@ struct ChainIds {
 // stands for the mid joint's pose, which a parent-space solve bends from its bind rotation. Rigid
 // chains (see Similarity) are held as similarities, others as affine transforms.
 struct Chain {
+    Chain(const Pose& p, const Skeleton& s, ChainIds i, bool space, const JointPose& m)
+        : pose(p), skeleton(s), ids(i), parentSpace(space), midPose(m) {}
     const Pose& pose;
     const Skeleton& skeleton;
     ChainIds ids;
     bool parentSpace;
     JointPose midPose;
     bool rigid = false;
-    Aff root{}, mid{};
-    Similarity rootS{}, midS{};
-    V3d end{};
+    Aff root, mid;  // set by the measures before any read
+    Similarity rootS, midS;
+    V3d end;
 
     void measureRoot() {
         Similarity parent;

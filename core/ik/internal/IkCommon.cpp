@@ -284,15 +284,6 @@ Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& 
     return jointRotation * Quatd(rotation.r / plainLength, carried * (sinHalf / plainLength));
 }
 
-Quatd rotationBetween(const V3d& from, const V3d& to) {
-    // The squares decide almost every case without a root; length() also sees vectors too short
-    // to square.
-    const auto nonZero = [](const V3d& v) { return (v ^ v) > 0.0 || v.length() > 0.0; };
-    Quatd q;
-    if (nonZero(from) && nonZero(to)) q.setRotation(from, to);
-    return q;
-}
-
 V3d offsetFromLine(const V3d& p, const V3d& a, const V3d& c) {
     return projectOntoPlane(p - a, c - a);
 }

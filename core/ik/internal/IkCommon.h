@@ -216,7 +216,14 @@ Quatd rotatedInWorld(const Quatd& jointRotation, const Aff& world, const Quatd& 
 
 // The shortest rotation taking direction `from` to `to`; the identity when either is zero (where
 // Quat::setRotation would give the zero quaternion).
-Quatd rotationBetween(const V3d& from, const V3d& to);
+inline Quatd rotationBetween(const V3d& from, const V3d& to) {
+    // The squares decide almost every case without a root; length() also sees vectors too short
+    // to square.
+    const auto nonZero = [](const V3d& v) { return (v ^ v) > 0.0 || v.length() > 0.0; };
+    Quatd q;
+    if (nonZero(from) && nonZero(to)) q.setRotation(from, to);
+    return q;
+}
 
 // v without its component along `normal` (v itself for a zero normal).
 inline V3d projectOntoPlane(const V3d& v, const V3d& normal) {
