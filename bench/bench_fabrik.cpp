@@ -14,12 +14,14 @@
 #include <random>
 #include <vector>
 
+#include "bench/PlainSolve.h"
 #include "core/ik/FabrikIK.h"
 #include "core/pose/Pose.h"
 #include "core/pose/Poser.h"
 #include "core/skeleton/Skeleton.h"
 
 using namespace ZeltoCore;
+using namespace ZeltoBench;
 using Imath::V3d;
 
 namespace {
@@ -85,10 +87,10 @@ std::vector<V3d> targets(const Tail& t, size_t count) {
     return out;
 }
 
-// Each solve starts from the same pose: the tail's joint poses are put back first (80 bytes
-// per joint, part of the measured time).
-void timeSolves(benchmark::State& state, const Solver& solve, unsigned int cap) {
-    const Tail tail(static_cast<unsigned short>(state.range(0)));
+// Solves on `tail`, cycling over 64 targets. Each starts from the same pose: the tail's joint
+// poses are put back first (80 bytes per joint, part of the measured time).
+template <class Solve>
+void timeOn(benchmark::State& state, const Tail& tail, Solve&& solve) {
     const std::vector<V3d> goals = targets(tail, 64);
     std::vector<JointPose> saved;
     for (unsigned short id : tail.ids)
@@ -98,9 +100,14 @@ void timeSolves(benchmark::State& state, const Solver& solve, unsigned int cap) 
     for (auto _ : state) {
         for (size_t i = 0; i < saved.size(); ++i)
             pose.jointPose(tail.ids[i]) = saved[i];
-        solve(tail, pose, goals[k++ % goals.size()], cap);
+        solve(pose, goals[k++ % goals.size()]);
         benchmark::ClobberMemory();
     }
+}
+
+void timeSolves(benchmark::State& state, const Solver& solve, unsigned int cap) {
+    const Tail tail(static_cast<unsigned short>(state.range(0)));
+    timeOn(state, tail, [&](Pose& pose, const V3d& goal) { solve(tail, pose, goal, cap); });
 }
 
 void solveTime(benchmark::State& state, const Solver& solve) {
@@ -117,15 +124,6 @@ void endWorldMatrix(benchmark::State& state) {
     const Tail tail(static_cast<unsigned short>(state.range(0)));
     for (auto _ : state)
         benchmark::DoNotOptimize(tail.end(tail.pose, tail.ids.back()));
-}
-
-// The plain code is kept in one piece, as a hand-written solve would be.
-#define PLAIN __attribute__((always_inline)) inline
-
-// v turned by the unit quaternion q.
-PLAIN V3d turned(const Imath::Quatd& q, const V3d& v) {
-    const V3d t = (q.v % v) * 2.0;
-    return v + t * q.r + (q.v % t);
 }
 
 // The 3D method's arithmetic for a 4-joint chain at `start` (bones of `length`), in plain code:
@@ -183,25 +181,6 @@ void methodMath3D(benchmark::State& state) {
     size_t k = 0;
     for (auto _ : state)
         benchmark::DoNotOptimize(methodArithmetic3D(start, length, goals[k++ % goals.size()]));
-}
-
-// x -> s (x turned by r) + t.
-struct Similar {
-    Imath::Quatd r;
-    double s;
-    V3d t;
-    PLAIN V3d apply(const V3d& x) const { return turned(r, x) * s + t; }
-    PLAIN Similar then(const Similar& after) const {
-        return {after.r * r, after.s * s, after.apply(t)};
-    }
-};
-PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
-    return {r, scale.x, t};
-}
-
-// q with the world rotation r composed on, w being its joint's world rotation.
-PLAIN void turnInWorld(Imath::Quatd& q, const Imath::Quatd& w, const Imath::Quatd& r) {
-    q = q * Imath::Quatd(r.r, turned(~w, r.v));
 }
 
 // 4-joint solves of the tail in straight-line code that knows it holds rotations and uniform
@@ -347,12 +326,7 @@ bool sameAsSolver(const Tail& tail, const PlainTail& plain, bool threeDSolve,
             plain.solveChain(by, goal);
         }
         for (unsigned short j : tail.ids) {
-            const JointPose &x = solved.jointPose(j), &y = by.jointPose(j);
-            if ((x.translation - y.translation).length() > 1e-12 ||
-                std::abs(x.rotation.r - y.rotation.r) > 1e-12 ||
-                (x.rotation.v - y.rotation.v).length() > 1e-12) {
-                return false;
-            }
+            if (!agree(solved.jointPose(j), by.jointPose(j))) return false;
         }
     }
     return true;
@@ -361,23 +335,14 @@ bool sameAsSolver(const Tail& tail, const PlainTail& plain, bool threeDSolve,
 void plainSolve(benchmark::State& state, bool threeD) {
     const Tail tail(4);
     const PlainTail plain(tail);
-    const std::vector<V3d> goals = targets(tail, 64);
-    if (!sameAsSolver(tail, plain, threeD, goals)) state.SkipWithError("the plain solve differs");
-    std::vector<JointPose> saved;
-    for (unsigned short id : tail.ids)
-        saved.push_back(tail.pose.jointPose(id));
-    Pose pose = tail.pose;
-    size_t k = 0;
-    for (auto _ : state) {
-        for (size_t i = 0; i < saved.size(); ++i)
-            pose.jointPose(tail.ids[i]) = saved[i];
-        const V3d& target = goals[k++ % goals.size()];
+    if (!sameAsSolver(tail, plain, threeD, targets(tail, 64)))
+        state.SkipWithError("the plain solve differs");
+    timeOn(state, tail, [&](Pose& pose, const V3d& goal) {
         if (threeD)
-            plain.solve3D(pose, target);
+            plain.solve3D(pose, goal);
         else
-            plain.solveChain(pose, target);
-        benchmark::ClobberMemory();
-    }
+            plain.solveChain(pose, goal);
+    });
 }
 
 // The smallest iteration cap with which the end lands within 1e-4, per target; 100 counts as

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <vector>
 
+#include "bench/PlainSolve.h"
 #include "core/ik/SphereIK.h"
 #include "core/ik/TwoJointsIK.h"
 #include "core/math/Transform.h"
@@ -19,6 +20,7 @@
 #include "core/skeleton/Skeleton.h"
 
 using namespace ZeltoCore;
+using namespace ZeltoBench;
 using Imath::V3d;
 
 namespace {
@@ -109,15 +111,6 @@ void allWorldMatrices(benchmark::State& state) {
     }
 }
 
-// The plain code is kept in one piece, as a hand-written solve would be.
-#define PLAIN __attribute__((always_inline)) inline
-
-// v turned by the unit quaternion q.
-PLAIN V3d turned(const Imath::Quatd& q, const V3d& v) {
-    const V3d t = (q.v % v) * 2.0;
-    return v + t * q.r + (q.v % t);
-}
-
 // The method's own arithmetic, in plain code, once hip a, knee b and ankle c are known: soft
 // approach, the bend from the law of cosines, the aim and the twist onto the pole (with the Imath
 // calls the method names). Returns the world rotations of hip and knee and the reach ratio.
@@ -170,20 +163,6 @@ void methodMath(benchmark::State& state) {
     }
 }
 
-// x -> s (x turned by r) + t.
-struct Similar {
-    Imath::Quatd r;
-    double s;
-    V3d t;
-    PLAIN V3d apply(const V3d& x) const { return turned(r, x) * s + t; }
-    PLAIN Similar then(const Similar& after) const {
-        return {after.r * r, after.s * s, after.apply(t)};
-    }
-};
-PLAIN Similar similar(const Imath::Quatd& r, const V3d& scale, const V3d& t) {
-    return {r, scale.x, t};
-}
-
 // The whole of a local-space solve with a pole, in straight-line code that knows the leg holds
 // rotations and uniform scales only: each joint's pose composed on its bind transform and down
 // from the top, the method's arithmetic, the two world turns composed onto the joint rotations
@@ -207,11 +186,8 @@ struct PlainLeg {
         const Similar knee = local(3).then(hip);
         const V3d c = knee.apply(bind[4].apply(pose.jointPose(4).translation));
         const Turns turns = methodArithmetic(hip.t, knee.t, c, target, pole, 0.05);
-        const auto compose = [](Imath::Quatd& q, const Imath::Quatd& world, const Imath::Quatd& r) {
-            q = q * Imath::Quatd(r.r, turned(~world, r.v));
-        };
-        compose(pose.jointPose(2).rotation, hip.r, turns.root);
-        compose(pose.jointPose(3).rotation, knee.r, turns.mid);
+        turnInWorld(pose.jointPose(2).rotation, hip.r, turns.root);
+        turnInWorld(pose.jointPose(3).rotation, knee.r, turns.mid);
         if (turns.ratio > 1.0 + 1e-12) {
             const double s = turns.ratio;
             for (unsigned short j = 3; j < 5; ++j) {
@@ -231,12 +207,7 @@ bool sameAsSolver(const Leg& leg, const PlainLeg& plain, const V3d& pole) {
         solveTwoJointsIK(solved, leg.skeleton, target, 2, 3, 4, 1.0, true, 0.05, &given);
         plain.solve(by, target, pole);
         for (unsigned short j = 2; j < 5; ++j) {
-            const JointPose &x = solved.jointPose(j), &y = by.jointPose(j);
-            if ((x.translation - y.translation).length() > 1e-12 ||
-                std::abs(x.rotation.r - y.rotation.r) > 1e-12 ||
-                (x.rotation.v - y.rotation.v).length() > 1e-12) {
-                return false;
-            }
+            if (!agree(solved.jointPose(j), by.jointPose(j))) return false;
         }
     }
     return true;
