@@ -138,7 +138,8 @@ PLAIN Turns methodArithmetic(const V3d& a, const V3d& b, const V3d& c, const V3d
     const double y = std::clamp((lt * lt - l1 * l1 - l2 * l2) / (2.0 * l12), -1.0, 1.0);
     const double cx = std::sqrt(0.5 * (1.0 + x)), sx = std::sqrt(0.5 * (1.0 - x));
     const double cy = std::sqrt(0.5 * (1.0 + y)), sy = std::sqrt(0.5 * (1.0 - y));
-    const V3d n = (ab % bc) * (1.0 / (ab % bc).length());
+    const V3d normal = ab % bc;
+    const V3d n = normal * (1.0 / normal.length());
     const Imath::Quatd bendRotation(cy * cx + sy * sx, n * (sy * cx - cy * sx));
     Imath::Quatd aim, twist;
     aim.setRotation(ab + turned(bendRotation, bc), at);
